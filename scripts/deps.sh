@@ -1,0 +1,47 @@
+#!/usr/bin/env bash
+# Installs every Debian package needed to build, run and test Quillet.
+# Idempotent: asks dpkg what is already there and calls apt-get only for what
+# is missing, so a second run takes a fraction of a second.
+set -euo pipefail
+
+packages=(
+    # Build: compiler, build system, library lookup.
+    g++ make cmake pkg-config
+    # GTK 3 with Cairo, Pango and GLib headers.
+    libgtk-3-dev
+    # Unit tests.
+    googletest libgtest-dev libgmock-dev
+    # End-to-end tests: a virtual X server, input and screenshots, window queries
+    # and polite close requests (WM_DELETE_WINDOW) without a window manager.
+    xvfb xauth xdotool imagemagick x11-utils python3-xlib
+    # A private session bus and stand-in desktop services for tests.
+    dbus python3-dbusmock python3-gi
+    # Fonts for all 22 interface languages: Latin, Greek and Cyrillic (DejaVu),
+    # Hebrew and Arabic (Noto), Japanese, Korean and Chinese (Noto CJK).
+    fonts-dejavu-core fonts-noto-core fonts-noto-cjk
+)
+
+missing=()
+for p in "${packages[@]}"; do
+    status=$(dpkg-query -W -f='${Status}' "$p" 2>/dev/null || true)
+    [[ "$status" == "install ok installed" ]] || missing+=("$p")
+done
+
+if [[ ${#missing[@]} -eq 0 ]]; then
+    exit 0
+fi
+
+if [[ $(id -u) -eq 0 ]]; then
+    sudo=()
+elif command -v sudo >/dev/null 2>&1; then
+    sudo=(sudo)
+else
+    echo "deps.sh: these packages are missing and neither root nor sudo is available:" \
+        "${missing[*]}" >&2
+    exit 1
+fi
+
+echo "deps.sh: installing ${missing[*]}"
+export DEBIAN_FRONTEND=noninteractive
+"${sudo[@]}" apt-get update -qq
+"${sudo[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}"

@@ -1,0 +1,74 @@
+#include "test_env.h"
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <string_view>
+#include <unistd.h>
+
+#include <filesystem>
+
+namespace test_env {
+
+namespace {
+
+const char* const VARS[5] = {"HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME",
+                             "XDG_RUNTIME_DIR"};
+
+std::string temp_base() {
+    const char* t = std::getenv("TMPDIR");
+    std::string base = (t && t[0] == '/') ? t : "/tmp";
+    while (base.size() > 1 && base.back() == '/')
+        base.pop_back();
+    return base;
+}
+
+} // namespace
+
+TempHome::TempHome() {
+    std::string tmpl = temp_base() + "/quillet-test-XXXXXX";
+    if (!mkdtemp(tmpl.data()))
+        throw std::runtime_error("mkdtemp failed");
+    m_root = tmpl;
+    const std::string dirs[5] = {m_root + "/home", m_root + "/home/.config",
+                                 m_root + "/home/.cache", m_root + "/home/.local/share",
+                                 m_root + "/runtime"};
+    for (int i = 0; i < 5; ++i) {
+        const char* old = std::getenv(VARS[i]);
+        m_saved[i] = {VARS[i], old != nullptr, old ? old : ""};
+        std::filesystem::create_directories(dirs[i]);
+        setenv(VARS[i], dirs[i].c_str(), 1);
+    }
+    std::filesystem::permissions(dirs[4], std::filesystem::perms::owner_all);
+}
+
+TempHome::~TempHome() {
+    for (const Saved& s : m_saved) {
+        if (s.was_set)
+            setenv(s.name, s.value.c_str(), 1);
+        else
+            unsetenv(s.name);
+    }
+    remove_tree(m_root);
+}
+
+std::string read_file(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in)
+        return {};
+    std::ostringstream ss;
+    ss << in.rdbuf();
+    return ss.str();
+}
+
+void remove_tree(const std::string& path) {
+    const std::string base = temp_base() + "/";
+    if (path.size() <= base.size() || path.compare(0, base.size(), base) != 0 ||
+        path.find("/..") != std::string::npos)
+        return;
+    std::error_code ec;
+    std::filesystem::remove_all(path, ec);
+}
+
+} // namespace test_env

@@ -1,0 +1,40 @@
+// A private home for one test. Every test that calls into the program's code
+// makes one first, so nothing ever reads or writes the real home directory,
+// and everything the test creates is removed with the folder at the end.
+#pragma once
+
+#include <string>
+
+namespace test_env {
+
+class TempHome {
+public:
+    // Creates a fresh folder under TMPDIR (or /tmp) and points HOME,
+    // XDG_CONFIG_HOME, XDG_CACHE_HOME, XDG_DATA_HOME and XDG_RUNTIME_DIR into it.
+    TempHome();
+    // Restores the variables and removes the folder with everything in it.
+    ~TempHome();
+    TempHome(const TempHome&) = delete;
+    TempHome& operator=(const TempHome&) = delete;
+
+    const std::string& root() const { return m_root; }
+    std::string path(const std::string& rel) const { return m_root + "/" + rel; }
+
+private:
+    std::string m_root;
+    struct Saved {
+        const char* name;
+        bool was_set;
+        std::string value;
+    };
+    Saved m_saved[5];
+};
+
+// Reads a whole file; empty when it cannot be read.
+std::string read_file(const std::string& path);
+
+// Removes a tree that this test made. Refuses any path that is not inside the
+// system's temporary folder, so a bug in a test cannot reach anything else.
+void remove_tree(const std::string& path);
+
+} // namespace test_env

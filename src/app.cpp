@@ -1,0 +1,348 @@
+// The application object: start-up, the window, the event loop's trampolines,
+// the poll that carries worker results to the main thread, and pointer and
+// keyboard handling. Drawing lives in app_render.cpp.
+
+#include "app.h"
+
+#include "window_placement.h"
+
+#include <gdk/gdkkeysyms.h>
+
+#include <algorithm>
+#include <clocale>
+#include <cstdio>
+
+// ---------------------------------------------------------------------------
+// Construction
+// ---------------------------------------------------------------------------
+
+App::App() = default;
+
+App::~App() {
+    m_cancel = true;
+    if (m_worker.joinable())
+        m_worker.join();
+    m_scanning = false;
+    if (m_pango) {
+        g_object_unref(m_pango);
+        m_pango = nullptr;
+    }
+}
+
+// ---------------------------------------------------------------------------
+// Start-up and window
+// ---------------------------------------------------------------------------
+
+int App::run(int argc, char** argv) {
+    if (!gtk_init_check(&argc, &argv)) {
+        std::fprintf(stderr, "Quillet needs a graphical desktop session, but none could be "
+                             "reached through DISPLAY or WAYLAND_DISPLAY.\n");
+        return 1;
+    }
+    // GTK's initialisation resets the locale; numbers written to files and
+    // formatted for display must keep using a point.
+    setlocale(LC_NUMERIC, "C");
+
+    build_window();
+    apply_theme();
+
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        m_cats.clear();
+    }
+
+    g_timeout_add(120, on_poll_cb, this);
+    gtk_main();
+    return 0;
+}
+
+void App::build_window() {
+    m_window = gtk_window_new(GTK_WINDOW_TOPLEVEL);
+    gtk_window_set_title(GTK_WINDOW(m_window), "Quillet");
+    gtk_window_set_icon_name(GTK_WINDOW(m_window), "quillet");
+
+    // The layout is designed for no smaller window, so the minimum equals the
+    // default size.
+    gtk_window_set_default_size(GTK_WINDOW(m_window), m_win_w, m_win_h);
+    GdkGeometry hints{};
+    hints.min_width = 1100;
+    hints.min_height = 720;
+    gtk_window_set_geometry_hints(GTK_WINDOW(m_window), nullptr, &hints, GDK_HINT_MIN_SIZE);
+    gtk_window_set_position(GTK_WINDOW(m_window), GTK_WIN_POS_CENTER);
+
+    m_canvas = gtk_drawing_area_new();
+    gtk_widget_set_can_focus(m_canvas, TRUE);
+    gtk_widget_add_events(m_canvas, GDK_POINTER_MOTION_MASK | GDK_BUTTON_PRESS_MASK |
+                                        GDK_BUTTON_RELEASE_MASK | GDK_KEY_PRESS_MASK |
+                                        GDK_KEY_RELEASE_MASK | GDK_LEAVE_NOTIFY_MASK |
+                                        GDK_SCROLL_MASK | GDK_SMOOTH_SCROLL_MASK);
+    gtk_container_add(GTK_CONTAINER(m_window), m_canvas);
+
+    g_signal_connect(m_canvas, "draw", G_CALLBACK(on_draw_cb), this);
+    g_signal_connect(m_canvas, "button-press-event", G_CALLBACK(on_button_press_cb), this);
+    g_signal_connect(m_canvas, "motion-notify-event", G_CALLBACK(on_motion_cb), this);
+    g_signal_connect(m_canvas, "leave-notify-event", G_CALLBACK(on_leave_cb), this);
+    g_signal_connect(m_canvas, "scroll-event", G_CALLBACK(on_scroll_cb), this);
+    g_signal_connect(m_window, "key-press-event", G_CALLBACK(on_key_cb), this);
+    g_signal_connect(m_window, "configure-event", G_CALLBACK(on_configure_cb), this);
+    g_signal_connect(m_window, "delete-event", G_CALLBACK(on_delete_cb), this);
+
+    m_pango = gtk_widget_create_pango_context(m_canvas);
+    gtk_widget_show_all(m_window);
+    gtk_widget_grab_focus(m_canvas);
+}
+
+void App::apply_theme() {
+    // No appearance setting is stored yet, so the light palette is in force.
+    m_dark = false;
+    m_palette = Palette::for_theme(m_dark);
+    if (GtkSettings* settings = gtk_settings_get_default())
+        g_object_set(settings, "gtk-application-prefer-dark-theme", m_dark ? TRUE : FALSE, nullptr);
+    request_redraw();
+}
+
+void App::request_redraw() {
+    m_dirty = true;
+    if (m_canvas)
+        gtk_widget_queue_draw(m_canvas);
+}
+
+void App::save_geometry() {
+    if (!m_window)
+        return;
+    gtk_window_get_size(GTK_WINDOW(m_window), &m_win_w, &m_win_h);
+}
+
+bool App::position_on_a_monitor(int x, int y, int w, int h) const {
+    GdkDisplay* display = gdk_display_get_default();
+    if (!display)
+        return false;
+    std::vector<window_placement::Area> areas;
+    const int n = gdk_display_get_n_monitors(display);
+    for (int i = 0; i < n; ++i) {
+        GdkMonitor* monitor = gdk_display_get_monitor(display, i);
+        if (!monitor)
+            continue;
+        GdkRectangle wa{};
+        gdk_monitor_get_workarea(monitor, &wa);
+        areas.push_back({wa.x, wa.y, wa.width, wa.height});
+    }
+    return window_placement::on_some_work_area({x, y, w, h}, areas);
+}
+
+// ---------------------------------------------------------------------------
+// The poll: the only place where worker results become visible
+// ---------------------------------------------------------------------------
+
+void App::on_poll() {
+    if (m_worker_running || !m_worker.joinable()) {
+        if (m_dirty.exchange(false) && m_canvas)
+            gtk_widget_queue_draw(m_canvas);
+        return;
+    }
+    // A worker has finished and cleared m_worker_running as its last act.
+    m_worker.join();
+    m_scanning = false;
+    m_cleaning = false;
+    m_dirty = true;
+    if (m_canvas)
+        gtk_widget_queue_draw(m_canvas);
+}
+
+// ---------------------------------------------------------------------------
+// Pointer and keyboard
+// ---------------------------------------------------------------------------
+
+const App::HitTarget* App::target_at(double x, double y) const {
+    const HitTarget* found = nullptr;
+    for (const HitTarget& t : m_targets)
+        if (t.rect.contains(x, y))
+            found = &t;
+    return found;
+}
+
+void App::on_click(double x, double y, bool right) {
+    (void)right; // every clickable thing acts the same for either button
+    const HitTarget* t = target_at(x, y);
+    if (!t)
+        return;
+    const Act act = t->act;
+    const int index = t->index;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        switch (act) {
+        case Act::SelectOverview:
+            m_selection.clear();
+            m_scroll = 0;
+            break;
+        case Act::SelectCategory:
+        case Act::TopConsumer:
+            if (index >= 0 && index < static_cast<int>(m_cats.size())) {
+                m_selection = m_cats[index].def.id;
+                m_scroll = 0;
+            }
+            break;
+        case Act::SelectManual:
+            m_selection = "__manual__";
+            m_scroll = 0;
+            break;
+        case Act::CancelScan:
+            m_cancel = true;
+            break;
+        case Act::About:
+            m_overlay = Overlay::About;
+            break;
+        case Act::CloseOverlay:
+            m_overlay = Overlay::None;
+            break;
+        case Act::LegendEntry:
+            m_highlight_group = (m_highlight_group == index) ? -1 : index;
+            break;
+        default:
+            break;
+        }
+    }
+    request_redraw();
+}
+
+void App::on_motion(double x, double y) {
+    m_mouse_x = x;
+    m_mouse_y = y;
+    const HitTarget* t = target_at(x, y);
+    const Act act = t ? t->act : Act::None;
+    const int index = t ? t->index : 0;
+    if (act == m_hover_act && index == m_hover_index && act != Act::LegendEntry &&
+        m_highlight_group < 0)
+        return;
+    m_hover_act = act;
+    m_hover_index = index;
+    request_redraw();
+}
+
+void App::scroll_by(double step) {
+    const double limit = std::max(0.0, m_content_height - m_r_content.h);
+    m_scroll = std::clamp(m_scroll + step, 0.0, limit);
+}
+
+void App::on_key(unsigned keyval, GdkModifierType state) {
+    (void)state;
+    const double page = std::max(80.0, m_r_content.h - 60.0);
+    switch (keyval) {
+    case GDK_KEY_Up:
+        scroll_by(-60);
+        break;
+    case GDK_KEY_Down:
+        scroll_by(60);
+        break;
+    case GDK_KEY_Page_Up:
+        scroll_by(-page);
+        break;
+    case GDK_KEY_Page_Down:
+        scroll_by(page);
+        break;
+    case GDK_KEY_Home:
+        m_scroll = 0;
+        break;
+    default:
+        return;
+    }
+    request_redraw();
+}
+
+// ---------------------------------------------------------------------------
+// Trampolines
+// ---------------------------------------------------------------------------
+
+gboolean App::on_draw_cb(GtkWidget* widget, cairo_t* cr, gpointer self) {
+    App* app = static_cast<App*>(self);
+    GtkAllocation alloc;
+    gtk_widget_get_allocation(widget, &alloc);
+    app->m_width = alloc.width;
+    app->m_height = alloc.height;
+    app->draw_all(cr);
+    app->m_cr = nullptr;
+    return TRUE;
+}
+
+gboolean App::on_button_press_cb(GtkWidget*, GdkEventButton* ev, gpointer self) {
+    // Double and triple presses arrive as extra events after the single ones;
+    // acting on them would toggle a check box twice.
+    if (ev->type == GDK_BUTTON_PRESS)
+        static_cast<App*>(self)->on_click(ev->x, ev->y, ev->button == 3);
+    return TRUE;
+}
+
+gboolean App::on_motion_cb(GtkWidget*, GdkEventMotion* ev, gpointer self) {
+    static_cast<App*>(self)->on_motion(ev->x, ev->y);
+    return TRUE;
+}
+
+gboolean App::on_leave_cb(GtkWidget*, GdkEventCrossing*, gpointer self) {
+    App* app = static_cast<App*>(self);
+    app->m_hover_act = Act::None;
+    app->m_mouse_x = -1.0;
+    app->m_mouse_y = -1.0;
+    app->request_redraw();
+    return TRUE;
+}
+
+gboolean App::on_scroll_cb(GtkWidget*, GdkEventScroll* ev, gpointer self) {
+    App* app = static_cast<App*>(self);
+    double step = 0;
+    switch (ev->direction) {
+    case GDK_SCROLL_UP:
+        step = -60;
+        break;
+    case GDK_SCROLL_DOWN:
+        step = 60;
+        break;
+    case GDK_SCROLL_SMOOTH:
+        step = 60 * ev->delta_y;
+        break;
+    default:
+        break;
+    }
+    // The sidebar is drawn mirrored in right-to-left mode, so test the pointer
+    // against where it is on screen.
+    RectF side = app->m_r_sidebar;
+    if (app->m_rtl)
+        side.x = static_cast<float>(app->m_width - side.x - side.w);
+    if (side.contains(ev->x, ev->y)) {
+        const double limit = std::max(0.0, app->m_sidebar_height - app->m_r_sidebar.h);
+        app->m_sidebar_scroll = std::clamp(app->m_sidebar_scroll + step, 0.0, limit);
+    } else {
+        app->scroll_by(step);
+    }
+    app->request_redraw();
+    return TRUE;
+}
+
+gboolean App::on_key_cb(GtkWidget*, GdkEventKey* ev, gpointer self) {
+    static_cast<App*>(self)->on_key(ev->keyval, static_cast<GdkModifierType>(ev->state));
+    return TRUE;
+}
+
+gboolean App::on_configure_cb(GtkWidget* widget, GdkEventConfigure*, gpointer self) {
+    if (GdkWindow* w = gtk_widget_get_window(widget))
+        static_cast<App*>(self)->m_maximized =
+            (gdk_window_get_state(w) & GDK_WINDOW_STATE_MAXIMIZED) != 0;
+    return FALSE;
+}
+
+gboolean App::on_delete_cb(GtkWidget*, GdkEvent*, gpointer self) {
+    App* app = static_cast<App*>(self);
+    app->save_geometry();
+    app->m_cancel = true;
+    // Wait for a running scan or deletion: the process must not end while a
+    // worker is half-way through removing a folder.
+    if (app->m_worker.joinable())
+        app->m_worker.join();
+    app->m_scanning = false;
+    gtk_main_quit();
+    return FALSE;
+}
+
+gboolean App::on_poll_cb(gpointer self) {
+    static_cast<App*>(self)->on_poll();
+    return TRUE;
+}

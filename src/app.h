@@ -1,0 +1,222 @@
+// The one application object: it owns the window, the canvas, every piece of
+// interface state, the category results, the worker thread and the hit
+// targets of the last frame. It lives on the stack of main() until the process
+// ends.
+//
+// Threads: every member function runs on the main (GTK) thread unless its
+// comment says otherwise. A worker thread touches only what m_mutex guards and
+// the three atomics m_cancel, m_worker_running and m_dirty; it never calls GTK.
+//
+// Members are public so that the rendering and input halves of the class, and
+// the tests, can read the state as it is; the class has no invariants beyond
+// the locking rule above.
+#pragma once
+
+#include "catalog.h"
+#include "theme.h"
+
+#include <gtk/gtk.h>
+
+#include <atomic>
+#include <cstdint>
+#include <ctime>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+// A rectangle in device pixels, origin top left.
+struct RectF {
+    float x = 0;
+    float y = 0;
+    float w = 0;
+    float h = 0;
+
+    // Both edges are inside, so a click on a border still counts.
+    bool contains(double px, double py) const {
+        return px >= x && px <= x + w && py >= y && py <= y + h;
+    }
+    // A rectangle without area (zero or negative width or height) is empty.
+    bool empty() const { return !(w > 0 && h > 0); }
+};
+
+// One found entry that may be deleted.
+struct Item {
+    std::string path;
+    std::string name;
+    std::string detail;
+    time_t modified = 0;
+    int64_t size = 0; // allocated bytes; only positive sizes count in totals
+    bool size_known = false;
+    SafetyLevel safety = SafetyLevel::Safe;
+    bool keep_hint = false; // newest of a keep-newest category: offered, marked to keep
+    bool selected = false;
+};
+
+// One category with its scan results.
+struct CatState {
+    CategoryDef def;
+    std::vector<Item> items;
+    bool scanning = false;
+    bool did_scan = false;
+
+    int64_t total_size() const {
+        int64_t sum = 0;
+        for (const Item& it : items)
+            if (it.size > 0)
+                sum += it.size;
+        return sum;
+    }
+};
+
+class App {
+public:
+    // Clickable actions; the number of each is stable.
+    enum class Act : int {
+        None = 0,
+        SelectOverview = 1,
+        SelectCategory = 2,
+        SelectManual = 3,
+        OpenManualItem = 4,
+        Rescan = 5,
+        CancelScan = 6,
+        AppMenu = 7,
+        SettingsTheme = 8,
+        SettingsLang = 9,
+        ChooseProjects = 10,
+        ResetProjects = 11,
+        EditFileManager = 12,
+        ClearFileManager = 13,
+        TestFileManager = 14,
+        About = 15,
+        LinkWebsite = 16,
+        ToggleItem = 17,
+        SelectAllSafe = 18,
+        SelectNone = 19,
+        RevealItem = 20,
+        RevealCategory = 21,
+        Clean = 22,
+        TopConsumer = 23,
+        LegendEntry = 24,
+        DialogButton = 25,
+        MenuItem = 26,
+        CloseOverlay = 27,
+    };
+
+    struct HitTarget {
+        RectF rect; // canvas coordinates, already mirrored for right-to-left
+        Act act = Act::None;
+        int index = 0;
+    };
+
+    enum class Overlay { None, Dialog, About, Settings };
+
+    struct DialogButton {
+        int id = 0;
+        std::string label; // already translated
+        bool destructive = false;
+        bool cancel = false; // what Escape and closing the dialog stand for
+    };
+
+    App();
+    ~App();
+    App(const App&) = delete;
+    App& operator=(const App&) = delete;
+
+    // Start-up, then the main loop; returns 0 when the window was closed.
+    int run(int argc, char** argv);
+
+    void build_window();
+    void apply_theme();
+    void request_redraw();
+    void save_geometry();
+    bool position_on_a_monitor(int x, int y, int w, int h) const;
+    void on_poll();
+
+    // Input: called by the trampolines below.
+    void on_click(double x, double y, bool right);
+    void on_motion(double x, double y);
+    void on_key(unsigned keyval, GdkModifierType state);
+    void scroll_by(double step);
+
+    // The target under a point in the last frame: the last registered one
+    // containing it wins, since what is drawn later lies on top.
+    const HitTarget* target_at(double x, double y) const;
+
+    // Rendering (app_render.cpp). Draws one frame with the given context.
+    void draw_all(cairo_t* cr);
+
+    // GTK trampolines; each gets the App as its user data.
+    static gboolean on_draw_cb(GtkWidget* widget, cairo_t* cr, gpointer self);
+    static gboolean on_button_press_cb(GtkWidget* widget, GdkEventButton* ev, gpointer self);
+    static gboolean on_motion_cb(GtkWidget* widget, GdkEventMotion* ev, gpointer self);
+    static gboolean on_leave_cb(GtkWidget* widget, GdkEventCrossing* ev, gpointer self);
+    static gboolean on_scroll_cb(GtkWidget* widget, GdkEventScroll* ev, gpointer self);
+    static gboolean on_key_cb(GtkWidget* widget, GdkEventKey* ev, gpointer self);
+    static gboolean on_configure_cb(GtkWidget* widget, GdkEventConfigure* ev, gpointer self);
+    static gboolean on_delete_cb(GtkWidget* widget, GdkEvent* ev, gpointer self);
+    static gboolean on_poll_cb(gpointer self);
+
+    // ---- Window and drawing ----
+    GtkWidget* m_window = nullptr;
+    GtkWidget* m_canvas = nullptr;
+    cairo_t* m_cr = nullptr; // only during a draw
+    PangoContext* m_pango = nullptr;
+    double m_width = 0;
+    double m_height = 0;
+    int m_win_w = 1100;
+    int m_win_h = 720;
+    bool m_maximized = false;
+    Palette m_palette = Palette::light();
+    bool m_dark = false;
+    bool m_rtl = false;
+
+    // ---- Catalog and scan state ----
+    std::vector<CatState> m_cats;
+    std::string m_selection; // "" overview, a category id, or "__manual__"
+    bool m_scanning = false;
+    bool m_cleaning = false;
+    std::thread m_worker;
+    std::atomic<bool> m_cancel{false};
+    std::atomic<bool> m_worker_running{false};
+    std::mutex m_mutex;
+    std::atomic<bool> m_dirty{true};
+
+    // ---- Results of cleaning (guarded by m_mutex) ----
+    std::string m_status_message;
+    int64_t m_freed_bytes = 0;
+    std::vector<std::string> m_failed_paths;
+    bool m_failed_dialog_pending = false;
+    std::vector<Item> m_manual;
+
+    // ---- Scrolling and hit testing ----
+    double m_scroll = 0;
+    double m_content_height = 0;
+    double m_sidebar_scroll = 0;
+    double m_sidebar_height = 0;
+    std::vector<HitTarget> m_targets;
+    double m_mouse_x = -1.0;
+    double m_mouse_y = -1.0;
+    Act m_hover_act = Act::None;
+    int m_hover_index = 0;
+    int m_highlight_group = -1;
+
+    // ---- Overlays ----
+    Overlay m_overlay = Overlay::None;
+    std::string m_dialog_title;
+    std::string m_dialog_message;
+    std::vector<DialogButton> m_dialog_buttons;
+
+    // ---- In-canvas file-manager command field ----
+    bool m_fm_editing = false;
+    std::string m_fm_text;
+    size_t m_fm_caret = 0;
+    std::string m_fm_detected;
+    bool m_fm_detected_valid = false;
+
+    // ---- Layout rectangles ----
+    RectF m_r_toolbar;
+    RectF m_r_sidebar;
+    RectF m_r_content;
+    RectF m_r_footer;
+};

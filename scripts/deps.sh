@@ -9,6 +9,9 @@ packages=(
     g++ make cmake pkg-config
     # GTK 3 with Cairo, Pango and GLib headers.
     libgtk-3-dev
+    # Translations: the generator that turns the gettext catalogues into tables,
+    # and xgettext/msgfmt, which the tests use to check the catalogues.
+    python3 gettext
     # Unit tests.
     googletest libgtest-dev libgmock-dev
     # End-to-end tests: a virtual X server, input and screenshots, window queries

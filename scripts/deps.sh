@@ -12,6 +12,8 @@ packages=(
     # Translations: the generator that turns the gettext catalogues into tables,
     # and xgettext/msgfmt, which the tests use to check the catalogues.
     python3 gettext
+    # Time-zone data: dates are shown in local time, and tests pin a zone.
+    tzdata
     # Unit tests.
     googletest libgtest-dev libgmock-dev
     # End-to-end tests: a virtual X server, input and screenshots, window queries

@@ -4,6 +4,9 @@
 
 #include "app.h"
 
+#include "i18n.h"
+#include "settings.h"
+#include "window_manager.h"
 #include "window_placement.h"
 
 #include <gdk/gdkkeysyms.h>
@@ -43,6 +46,9 @@ int App::run(int argc, char** argv) {
     // formatted for display must keep using a point.
     setlocale(LC_NUMERIC, "C");
 
+    SettingsStore::instance().load();
+    I18n::instance().set_language(SettingsStore::instance().get().language);
+
     build_window();
     apply_theme();
 
@@ -61,14 +67,33 @@ void App::build_window() {
     gtk_window_set_title(GTK_WINDOW(m_window), "Quillet");
     gtk_window_set_icon_name(GTK_WINDOW(m_window), "quillet");
 
-    // The layout is designed for no smaller window, so the minimum equals the
-    // default size.
+    // Without a stored geometry the window opens at 1100 by 720, centred.
+    const WindowGeometry geometry = WindowManager::instance().load();
+    if (geometry.valid) {
+        m_win_w = geometry.width;
+        m_win_h = geometry.height;
+        if (geometry.has_position) {
+            m_win_x = geometry.x;
+            m_win_y = geometry.y;
+        }
+    }
+    // When the window starts maximized this is the size it returns to.
     gtk_window_set_default_size(GTK_WINDOW(m_window), m_win_w, m_win_h);
+    // The layout is designed for no smaller window, so the minimum equals the
+    // size a first start opens with.
     GdkGeometry hints{};
     hints.min_width = 1100;
     hints.min_height = 720;
     gtk_window_set_geometry_hints(GTK_WINDOW(m_window), nullptr, &hints, GDK_HINT_MIN_SIZE);
-    gtk_window_set_position(GTK_WINDOW(m_window), GTK_WIN_POS_CENTER);
+    if (geometry.valid && geometry.maximized) {
+        gtk_window_maximize(GTK_WINDOW(m_window));
+    } else if (geometry.valid && geometry.has_position &&
+               position_on_a_monitor(geometry.x, geometry.y, geometry.width, geometry.height)) {
+        gtk_window_move(GTK_WINDOW(m_window), geometry.x, geometry.y);
+    } else {
+        // Also when the stored place lies on a monitor that is gone.
+        gtk_window_set_position(GTK_WINDOW(m_window), GTK_WIN_POS_CENTER);
+    }
 
     m_canvas = gtk_drawing_area_new();
     gtk_widget_set_can_focus(m_canvas, TRUE);
@@ -93,8 +118,9 @@ void App::build_window() {
 }
 
 void App::apply_theme() {
-    // No appearance setting is stored yet, so the light palette is in force.
-    m_dark = false;
+    // "auto" and unknown values are meant to follow the desktop's colour
+    // scheme; the desktop is not asked yet, so for now they mean light.
+    m_dark = SettingsStore::instance().get().theme == "dark";
     m_palette = Palette::for_theme(m_dark);
     if (GtkSettings* settings = gtk_settings_get_default())
         g_object_set(settings, "gtk-application-prefer-dark-theme", m_dark ? TRUE : FALSE, nullptr);
@@ -110,7 +136,20 @@ void App::request_redraw() {
 void App::save_geometry() {
     if (!m_window)
         return;
+    // The state can change without a configure event (nothing resizes the
+    // window when no window manager runs), so ask for it once more here.
+    if (GdkWindow* w = gtk_widget_get_window(m_window))
+        m_maximized = (gdk_window_get_state(w) & GDK_WINDOW_STATE_MAXIMIZED) != 0;
+    // A maximized window reports the maximized size and place; what is worth
+    // keeping is where it was before, which the configure events recorded.
+    if (!m_maximized)
+        remember_normal_geometry();
+    WindowManager::instance().save(m_win_x, m_win_y, m_win_w, m_win_h, m_maximized);
+}
+
+void App::remember_normal_geometry() {
     gtk_window_get_size(GTK_WINDOW(m_window), &m_win_w, &m_win_h);
+    gtk_window_get_position(GTK_WINDOW(m_window), &m_win_x, &m_win_y);
 }
 
 bool App::position_on_a_monitor(int x, int y, int w, int h) const {
@@ -323,9 +362,12 @@ gboolean App::on_key_cb(GtkWidget*, GdkEventKey* ev, gpointer self) {
 }
 
 gboolean App::on_configure_cb(GtkWidget* widget, GdkEventConfigure*, gpointer self) {
-    if (GdkWindow* w = gtk_widget_get_window(widget))
-        static_cast<App*>(self)->m_maximized =
-            (gdk_window_get_state(w) & GDK_WINDOW_STATE_MAXIMIZED) != 0;
+    App* app = static_cast<App*>(self);
+    if (GdkWindow* w = gtk_widget_get_window(widget)) {
+        app->m_maximized = (gdk_window_get_state(w) & GDK_WINDOW_STATE_MAXIMIZED) != 0;
+        if (!app->m_maximized)
+            app->remember_normal_geometry();
+    }
     return FALSE;
 }
 

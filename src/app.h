@@ -130,6 +130,8 @@ public:
     void apply_theme();
     void request_redraw();
     void save_geometry();
+    // Records the window's current size and position as its un-maximized ones.
+    void remember_normal_geometry();
     bool position_on_a_monitor(int x, int y, int w, int h) const;
     void on_poll();
 
@@ -164,8 +166,13 @@ public:
     PangoContext* m_pango = nullptr;
     double m_width = 0;
     double m_height = 0;
+    // The size and position of the window when last seen un-maximized, kept
+    // from configure events, so that a window closed while maximized still
+    // remembers where and how big it was before.
     int m_win_w = 1100;
     int m_win_h = 720;
+    int m_win_x = -1000000; // -1000000: no position known
+    int m_win_y = -1000000;
     bool m_maximized = false;
     Palette m_palette = Palette::light();
     bool m_dark = false;

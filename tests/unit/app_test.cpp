@@ -2,12 +2,15 @@
 // finished workers, hit testing, hover, scrolling and an offscreen frame.
 
 #include "app.h"
+#include "settings.h"
 #include "test_env.h"
+#include "window_manager.h"
 
 #include <gdk/gdkkeysyms.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <sys/stat.h>
 #include <thread>
 
 namespace {
@@ -36,6 +39,8 @@ TEST(App, ConstructorSetsTheDocumentedDefaults) {
     EXPECT_EQ(app.m_pango, nullptr);
     EXPECT_EQ(app.m_win_w, 1100);
     EXPECT_EQ(app.m_win_h, 720);
+    EXPECT_EQ(app.m_win_x, -1000000);
+    EXPECT_EQ(app.m_win_y, -1000000);
     EXPECT_FALSE(app.m_maximized);
     EXPECT_FALSE(app.m_dark);
     EXPECT_FALSE(app.m_palette.dark);
@@ -286,4 +291,60 @@ TEST(AppRender, AFrameFillsTheCanvasWithTheWindowColour) {
     EXPECT_EQ(pixel_hex(surface, 32, 24), "#1C1C1E");
     cairo_destroy(cr);
     cairo_surface_destroy(surface);
+}
+
+// ---------------------------------------------------------------------------
+// Theme and geometry wiring (no window: the toolkit is not initialised)
+// ---------------------------------------------------------------------------
+
+TEST(AppTheme, DarkSettingGivesTheDarkPalette) {
+    test_env::TempHome home;
+    App app;
+    SettingsStore::instance().mutable_get().theme = "dark";
+    app.m_dirty = false;
+    app.apply_theme();
+    EXPECT_TRUE(app.m_dark);
+    EXPECT_TRUE(app.m_palette.dark);
+    EXPECT_EQ(app.m_palette.window, Palette::dark_().window);
+    EXPECT_TRUE(app.m_dirty);
+}
+
+TEST(AppTheme, LightSettingGivesTheLightPalette) {
+    test_env::TempHome home;
+    App app;
+    SettingsStore::instance().mutable_get().theme = "dark";
+    app.apply_theme();
+    SettingsStore::instance().mutable_get().theme = "light";
+    app.apply_theme();
+    EXPECT_FALSE(app.m_dark);
+    EXPECT_EQ(app.m_palette.window, Palette::light().window);
+}
+
+TEST(AppTheme, AutoIsLightWhileTheDesktopIsNotAsked) {
+    test_env::TempHome home;
+    App app;
+    SettingsStore::instance().mutable_get().theme = "auto";
+    app.m_palette = Palette::dark_();
+    app.apply_theme();
+    EXPECT_FALSE(app.m_dark);
+    EXPECT_EQ(app.m_palette.window, Palette::light().window);
+}
+
+TEST(AppTheme, AStoredDarkThemeIsAppliedAfterLoading) {
+    test_env::TempHome home;
+    SettingsStore::instance().mutable_get().theme = "dark";
+    SettingsStore::instance().save();
+    SettingsStore::instance().mutable_get() = Settings{};
+    SettingsStore::instance().load();
+    App app;
+    app.apply_theme();
+    EXPECT_TRUE(app.m_dark);
+}
+
+TEST(AppGeometry, SavingWithoutAWindowWritesNothing) {
+    test_env::TempHome home;
+    App app;
+    app.save_geometry();
+    struct stat st {};
+    EXPECT_NE(stat(WindowManager::instance().path().c_str(), &st), 0);
 }

@@ -14,31 +14,7 @@
 
 namespace {
 
-// Sets (or clears, for a null value) one environment variable for the life of
-// the object and puts the old value back afterwards.
-class EnvVar {
-public:
-    EnvVar(const char* name, const char* value) : m_name(name) {
-        if (const char* old = std::getenv(name))
-            m_old = old;
-        if (value)
-            setenv(name, value, 1);
-        else
-            unsetenv(name);
-    }
-    ~EnvVar() {
-        if (m_old)
-            setenv(m_name, m_old->c_str(), 1);
-        else
-            unsetenv(m_name);
-    }
-    EnvVar(const EnvVar&) = delete;
-    EnvVar& operator=(const EnvVar&) = delete;
-
-private:
-    const char* m_name;
-    std::optional<std::string> m_old;
-};
+using EnvVar = test_env::ScopedEnv;
 
 // Every test gets a private home and a known locale: the four variables GLib
 // reads are cleared, so only what a test sets itself counts.

@@ -21,33 +21,7 @@ namespace {
 
 const std::string HOSTFS = "/var/lib/snapd/hostfs";
 
-// Sets or unsets one environment variable for the life of the object.
-class EnvVar {
-public:
-    EnvVar(const char* name, const char* value) : m_name(name) {
-        const char* old = std::getenv(name);
-        m_was_set = old != nullptr;
-        if (old)
-            m_old = old;
-        if (value)
-            setenv(name, value, 1);
-        else
-            unsetenv(name);
-    }
-    ~EnvVar() {
-        if (m_was_set)
-            setenv(m_name, m_old.c_str(), 1);
-        else
-            unsetenv(m_name);
-    }
-    EnvVar(const EnvVar&) = delete;
-    EnvVar& operator=(const EnvVar&) = delete;
-
-private:
-    const char* m_name;
-    bool m_was_set = false;
-    std::string m_old;
-};
+using EnvVar = test_env::ScopedEnv;
 
 // Restores the umask it found.
 class Umask {

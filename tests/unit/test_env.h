@@ -3,6 +3,8 @@
 // and everything the test creates is removed with the folder at the end.
 #pragma once
 
+#include <functional>
+#include <optional>
 #include <string>
 
 namespace test_env {
@@ -29,6 +31,27 @@ private:
     };
     Saved m_saved[5];
 };
+
+// Sets (or, with nullptr, removes) one environment variable for the life of
+// the object and puts the old value back afterwards.
+class ScopedEnv {
+public:
+    ScopedEnv(const char* name, const char* value);
+    ~ScopedEnv();
+    ScopedEnv(const ScopedEnv&) = delete;
+    ScopedEnv& operator=(const ScopedEnv&) = delete;
+
+private:
+    const char* m_name;
+    std::optional<std::string> m_old;
+};
+
+// Runs body in a forked child that, when the tests run as root, first gives
+// up root for the user "nobody": permission bits do not stop root, so this is
+// how a test meets a folder it may not write. Returns the child's exit status
+// (body's result; 3 when root could not be dropped), or -1 when the child did
+// not exit normally.
+int run_unprivileged(const std::function<int()>& body);
 
 // Reads a whole file; empty when it cannot be read.
 std::string read_file(const std::string& path);

@@ -361,7 +361,6 @@ TEST(WindowManagerSave, WhenTheConfigFolderIsReadOnlyTheOldFileStays) {
     // Permission bits do not stop root, so as root the save runs in a child
     // that has given up root for "nobody"; the folders on the way stay
     // searchable but the configuration folder is not writable for it.
-    const bool as_root = geteuid() == 0;
     for (const std::string& d : {home.root(), home.path("home"), home.path("home/.config")})
         ASSERT_EQ(chmod(d.c_str(), 0755), 0);
     ASSERT_EQ(chmod(dir.c_str(), 0555), 0);
@@ -369,21 +368,14 @@ TEST(WindowManagerSave, WhenTheConfigFolderIsReadOnlyTheOldFileStays) {
     // and renames is stopped; one that overwrote it in place would get through.
     ASSERT_EQ(chmod(target.c_str(), 0666), 0);
 
-    const pid_t pid = fork();
-    ASSERT_NE(pid, -1);
-    if (pid == 0) {
-        if (as_root && (setgroups(0, nullptr) != 0 || setgid(65534) != 0 || setuid(65534) != 0))
-            _exit(3);
+    const int status = test_env::run_unprivileged([&] {
         if (access(dir.c_str(), W_OK) == 0)
-            _exit(4); // the folder is writable after all: the test would prove nothing
+            return 4; // the folder is writable after all: the test would prove nothing
         WindowManager::instance().save(5, 5, 1500, 1000, true);
-        _exit(0);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(pid, &status, 0), pid);
+        return 0;
+    });
     chmod(dir.c_str(), 0700);
-    ASSERT_TRUE(WIFEXITED(status));
-    ASSERT_EQ(WEXITSTATUS(status), 0) << "3: could not drop root, 4: folder still writable";
+    ASSERT_EQ(status, 0) << "3: could not drop root, 4: folder still writable";
     EXPECT_EQ(test_env::read_file(target), old);
     EXPECT_FALSE(exists(target + ".tmp"));
 }

@@ -16,6 +16,8 @@ packages=(
     tzdata
     # Unit tests.
     googletest libgtest-dev libgmock-dev
+    # Fuzzing the mount-table parser and the deletion guard: clang with libFuzzer's runtime.
+    clang libclang-rt-dev
     # End-to-end tests: a virtual X server, input and screenshots, window queries
     # and polite close requests (WM_DELETE_WINDOW) without a window manager.
     xvfb xauth xdotool imagemagick x11-utils python3-xlib

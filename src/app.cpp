@@ -82,8 +82,8 @@ void App::build_window() {
     // The layout is designed for no smaller window, so the minimum equals the
     // size a first start opens with.
     GdkGeometry hints{};
-    hints.min_width = 1100;
-    hints.min_height = 720;
+    hints.min_width = WINDOW_MIN_WIDTH;
+    hints.min_height = WINDOW_MIN_HEIGHT;
     gtk_window_set_geometry_hints(GTK_WINDOW(m_window), nullptr, &hints, GDK_HINT_MIN_SIZE);
     if (geometry.valid && geometry.maximized) {
         gtk_window_maximize(GTK_WINDOW(m_window));

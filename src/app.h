@@ -14,6 +14,7 @@
 
 #include "catalog.h"
 #include "theme.h"
+#include "window_manager.h"
 
 #include <gtk/gtk.h>
 
@@ -169,8 +170,8 @@ public:
     // The size and position of the window when last seen un-maximized, kept
     // from configure events, so that a window closed while maximized still
     // remembers where and how big it was before.
-    int m_win_w = 1100;
-    int m_win_h = 720;
+    int m_win_w = WINDOW_MIN_WIDTH;
+    int m_win_h = WINDOW_MIN_HEIGHT;
     int m_win_x = -1000000; // -1000000: no position known
     int m_win_y = -1000000;
     bool m_maximized = false;

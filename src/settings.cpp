@@ -17,13 +17,10 @@ namespace {
 // quote; the value runs to the double quote after that. There is no
 // unescaping, since nothing we write needs it. Empty when a piece is missing.
 std::string read_string_value(const std::string& text, const std::string& key) {
-    const size_t k = text.find("\"" + key + "\"");
-    if (k == std::string::npos)
+    const size_t start = settings_util::value_start(text, key);
+    if (start == std::string::npos)
         return {};
-    const size_t colon = text.find(':', k + key.size() + 2);
-    if (colon == std::string::npos)
-        return {};
-    const size_t open = text.find('"', colon + 1);
+    const size_t open = text.find('"', start);
     if (open == std::string::npos)
         return {};
     const size_t close = text.find('"', open + 1);
@@ -138,6 +135,14 @@ bool replace_file(const std::string& target, const std::string& content) {
         return false;
     }
     return true;
+}
+
+size_t value_start(const std::string& text, const std::string& key) {
+    const size_t k = text.find("\"" + key + "\"");
+    if (k == std::string::npos)
+        return std::string::npos;
+    const size_t colon = text.find(':', k + key.size() + 2);
+    return colon == std::string::npos ? std::string::npos : colon + 1;
 }
 
 bool read_whole_file(const std::string& path, std::string& out) {

@@ -7,6 +7,7 @@
 // it never touches anything else. Main thread only.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 struct Settings {
@@ -52,6 +53,10 @@ bool valid_file_manager_command(const std::string& cmd);
 // reader sees either the old file or the new one, never half of one. Returns
 // false, with `target` untouched and no ".tmp" left behind, when any step fails.
 bool replace_file(const std::string& target, const std::string& content);
+
+// Where the value of `"key"` begins in a settings-style text: just past the
+// first ":" after the quoted key. npos when the key or the colon is missing.
+size_t value_start(const std::string& text, const std::string& key);
 
 // Reads a whole file into `out`. False when it cannot be opened or a read
 // fails part-way (a directory in the file's place, an I/O error).

@@ -14,21 +14,15 @@ namespace {
 
 // Marks "no position stored"; far outside any desktop a person could have.
 constexpr int NO_POSITION = -1000000;
-constexpr int MIN_WIDTH = 1100;
-constexpr int MIN_HEIGHT = 720;
 
 // The integer after `"key"` and the next ":": white space skipped, an optional
 // sign, then decimal digits up to the first other byte. A missing key or
 // colon, no digits at all, or a number that does not fit an int gives
 // `fallback`. Written out rather than strtol so that the locale plays no part.
 int read_int_value(const std::string& text, const std::string& key, int fallback) {
-    const size_t k = text.find("\"" + key + "\"");
-    if (k == std::string::npos)
-        return fallback;
-    size_t i = text.find(':', k + key.size() + 2);
+    size_t i = settings_util::value_start(text, key);
     if (i == std::string::npos)
         return fallback;
-    ++i;
     while (i < text.size() && (text[i] == ' ' || text[i] == '\t' || text[i] == '\n' ||
                                text[i] == '\r' || text[i] == '\v' || text[i] == '\f'))
         ++i;
@@ -84,8 +78,8 @@ WindowGeometry WindowManager::load() const {
     if (!settings_util::read_whole_file(path(), text))
         return g;
 
-    g.width = read_int_value(text, "width", MIN_WIDTH);
-    g.height = read_int_value(text, "height", MIN_HEIGHT);
+    g.width = read_int_value(text, "width", WINDOW_MIN_WIDTH);
+    g.height = read_int_value(text, "height", WINDOW_MIN_HEIGHT);
     g.x = read_int_value(text, "x", NO_POSITION);
     g.y = read_int_value(text, "y", NO_POSITION);
     g.has_position = g.x != NO_POSITION && g.y != NO_POSITION;
@@ -93,10 +87,10 @@ WindowGeometry WindowManager::load() const {
     // the harmless choice.
     g.maximized = text.find("\"maximized\": true") != std::string::npos;
     // The layout is designed for no smaller window.
-    if (g.width < MIN_WIDTH)
-        g.width = MIN_WIDTH;
-    if (g.height < MIN_HEIGHT)
-        g.height = MIN_HEIGHT;
+    if (g.width < WINDOW_MIN_WIDTH)
+        g.width = WINDOW_MIN_WIDTH;
+    if (g.height < WINDOW_MIN_HEIGHT)
+        g.height = WINDOW_MIN_HEIGHT;
     g.valid = true;
     return g;
 }

@@ -8,9 +8,14 @@
 
 #include <string>
 
+// The layout is designed for no smaller window: the first start opens at this
+// size, it is the window's minimum, and stored sizes are raised to it.
+constexpr int WINDOW_MIN_WIDTH = 1100;
+constexpr int WINDOW_MIN_HEIGHT = 720;
+
 struct WindowGeometry {
-    int width = 1100;
-    int height = 720;
+    int width = WINDOW_MIN_WIDTH;
+    int height = WINDOW_MIN_HEIGHT;
     int x = -1000000;
     int y = -1000000;
     bool has_position = false; // both x and y were found in the file

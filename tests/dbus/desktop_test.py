@@ -1,8 +1,8 @@
 #!/usr/bin/python3
 '''The desktop operations against stand-in services on a private bus: showing
 items in the file manager (through the user's own command, the file-manager
-service or the default handler), naming the file manager, opening links, and
-reading and watching the desktop's colour scheme.
+service or the default handler), naming the file manager, opening links,
+reading and watching the desktop's colour scheme, and the folder chooser.
 
 usage (one group of tests, the way ctest runs it):
   dbus-run-session --config-file=session.conf -- \\
@@ -12,6 +12,7 @@ The runner starts a virtual display of its own for the group.
 
 import argparse
 import os
+import subprocess
 import sys
 import time
 import unittest
@@ -432,8 +433,70 @@ class WatchColorScheme(DesktopTest):
         self.assertEqual(self.finish(), [])
 
 
+# ---------------------------------------------------------------------------
+# pick_folder
+# ---------------------------------------------------------------------------
+
+class FolderChooser(DesktopTest):
+    '''The chooser is driven with the keyboard, as a person would: it opens in
+    the program's working folder (GTK's "cwd" start-up mode, set in a
+    settings file of the private home), Return takes the folder shown and
+    Escape cancels.'''
+
+    def setUp(self):
+        super().setUp()
+        # The chooser's own settings need their schemas from the system.
+        self.home.env['XDG_DATA_DIRS'] = '/usr/local/share:/usr/share'
+        self.home.env['GSETTINGS_BACKEND'] = 'keyfile'
+        folder = os.path.join(self.home.config, 'glib-2.0', 'settings')
+        os.makedirs(folder)
+        with open(os.path.join(folder, 'keyfile'), 'w', encoding='utf-8') as f:
+            f.write("[org/gtk/settings/file-chooser]\nstartup-mode='cwd'\n")
+        self.folder = os.path.join(self.home.root, 'projects root \u00e9')
+        os.makedirs(os.path.join(self.folder, 'inner'))
+        self.chooser = Probe.start(self.home, 'pick-folder', cwd=self.folder)
+
+    def tearDown(self):
+        if self.chooser.poll() is None:
+            self.chooser.kill()
+            self.chooser.wait()
+        super().tearDown()
+
+    def window(self):
+        '''The chooser's window, once it is on screen.'''
+        def find():
+            done = subprocess.run(['xdotool', 'search', '--onlyvisible', '--pid',
+                                   str(self.chooser.pid)], capture_output=True, text=True,
+                                  check=False)
+            return done.stdout.split()
+        found = wait_until(find, 10, step=0.1)
+        self.assertTrue(found, 'no chooser window appeared')
+        return found[0]
+
+    def press(self, window, key):
+        # Let the chooser finish loading the folder before it gets keys.
+        time.sleep(1.0)
+        subprocess.run(['xdotool', 'windowfocus', '--sync', window], check=True)
+        time.sleep(0.2)
+        subprocess.run(['xdotool', 'key', key], check=True)
+
+    def test_the_chooser_returns_the_folder_taken(self):
+        window = self.window()
+        name = subprocess.run(['xdotool', 'getwindowname', window], capture_output=True,
+                              text=True, check=True).stdout.strip()
+        self.assertEqual(name, 'Choose folder')
+        self.press(window, 'Return')
+        out, _ = self.chooser.communicate(timeout=10)
+        self.assertEqual(out.splitlines(), [f'[{self.folder}]'])
+
+    def test_cancelling_gives_nothing(self):
+        self.press(self.window(), 'Escape')
+        out, _ = self.chooser.communicate(timeout=10)
+        self.assertEqual(out.splitlines(), ['[]'])
+
+
 GROUPS = [RevealWithFileManager, RevealWithUserCommand, DetectFileManager, OpenUrl, PrefersDark,
-          WatchColorScheme]
+          WatchColorScheme, FolderChooser]
 
 
 def main():

@@ -238,8 +238,9 @@ class Probe:
         return done.stdout.decode(errors='surrogateescape').splitlines()
 
     @classmethod
-    def start(cls, home, *args):
-        '''Starts a long-running command (watch) with a pipe on stdin.'''
+    def start(cls, home, *args, cwd=None):
+        '''Starts a long-running command (watch, pick-folder) with a pipe on
+        stdin.'''
         return subprocess.Popen([cls.program, *args], env=home.env, stdin=subprocess.PIPE,
                                 stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
-                                bufsize=1)
+                                bufsize=1, cwd=cwd)

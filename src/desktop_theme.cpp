@@ -54,8 +54,12 @@ bool gtk_prefers_dark() {
     return dark;
 }
 
-// Lives until the process ends, like the subscription that calls it.
-std::function<void()>* g_callback = nullptr;
+// The one callback slot. Never freed: it lives as long as the subscription
+// that calls it, which is the rest of the process.
+std::function<void()>& callback_slot() {
+    static auto* slot = new std::function<void()>();
+    return *slot;
+}
 
 void on_setting_changed(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
                         GVariant* parameters, gpointer) {
@@ -70,8 +74,8 @@ void on_setting_changed(GDBusConnection*, const gchar*, const gchar*, const gcha
     g_variant_unref(value);
     // The new value is not used: the callback asks prefers_dark() again, so
     // there is one way of reading the preference.
-    if (is_color_scheme_key(setting_namespace, key) && g_callback && *g_callback)
-        (*g_callback)();
+    if (is_color_scheme_key(setting_namespace, key) && callback_slot())
+        callback_slot()();
 }
 
 } // namespace
@@ -127,9 +131,7 @@ void watch(std::function<void()> callback) {
     GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
     if (!bus)
         return;
-    if (!g_callback)
-        g_callback = new std::function<void()>();
-    *g_callback = std::move(callback);
+    callback_slot() = std::move(callback);
     // The bus reference is kept along with the subscription, for good.
     g_dbus_connection_signal_subscribe(bus, PORTAL_NAME, SETTINGS_IFACE, "SettingChanged",
                                        PORTAL_PATH, nullptr, G_DBUS_SIGNAL_FLAGS_NONE,

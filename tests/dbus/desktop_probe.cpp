@@ -75,6 +75,17 @@ int main(int argc, char** argv) {
         GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
         desktop_theme::watch(
             [] { say(desktop_theme::prefers_dark() ? "changed dark" : "changed light"); });
+        // The bus handles one connection's messages in order, so once this
+        // round trip is answered the subscription's match rule is in place and
+        // a signal sent from now on reaches the watcher.
+        if (GDBusConnection* bus = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr)) {
+            GVariant* id = g_dbus_connection_call_sync(
+                bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, 5000, nullptr, nullptr);
+            if (id)
+                g_variant_unref(id);
+            g_object_unref(bus);
+        }
         g_unix_fd_add(0, static_cast<GIOCondition>(G_IO_IN | G_IO_HUP | G_IO_ERR), on_stdin, loop);
         say("watching");
         g_main_loop_run(loop);

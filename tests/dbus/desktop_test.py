@@ -45,14 +45,28 @@ def opened_path(arg):
 
 
 class DesktopTest(unittest.TestCase):
+    # Clean-ups rather than tearDown, so that they run (last first) also
+    # when a setUp fails half-way.
     def setUp(self):
         self.home = Home()
+        self.addCleanup(self.home.cleanup)
+        # The stand-ins and tools this process starts live in the private
+        # home as well.
+        saved_environ = dict(os.environ)
+        self.addCleanup(lambda: (os.environ.clear(), os.environ.update(saved_environ)))
+        os.environ.update({k: self.home.env[k] for k in (
+            'HOME', 'XDG_CONFIG_HOME', 'XDG_CACHE_HOME', 'XDG_DATA_HOME', 'XDG_RUNTIME_DIR')})
         self.stand_ins = []
+        self.addCleanup(lambda: [s.stop() for s in self.stand_ins])
 
-    def tearDown(self):
-        for s in self.stand_ins:
-            s.stop()
-        self.home.cleanup()
+    def stop_when_done(self, proc):
+        '''Kills a probe still running at the end of the test.'''
+        def stop():
+            if proc.poll() is None:
+                proc.kill()
+                proc.wait()
+        self.addCleanup(stop)
+        return proc
 
     def start(self, stand_in):
         self.stand_ins.append(stand_in)
@@ -385,7 +399,7 @@ class WatchColorScheme(DesktopTest):
         super().setUp()
         self.portal = self.start(settings_portal({'color-scheme': 2}))
         self.control = self.portal.interface('quillet.test.StandIn')
-        self.watcher = Probe.start(self.home, 'watch')
+        self.watcher = self.stop_when_done(Probe.start(self.home, 'watch'))
         # Lines are read on a thread of their own, so a line that never comes
         # fails the test after a while instead of hanging it.
         self.lines = queue.Queue()
@@ -397,12 +411,6 @@ class WatchColorScheme(DesktopTest):
         for line in self.watcher.stdout:
             self.lines.put(line.strip())
         self.lines.put(None)
-
-    def tearDown(self):
-        if self.watcher.poll() is None:
-            self.watcher.kill()
-            self.watcher.wait()
-        super().tearDown()
 
     def finish(self):
         '''Closes the watcher's stdin, waits for it to end and returns the
@@ -479,13 +487,8 @@ class FolderChooser(DesktopTest):
             f.write("[org/gtk/settings/file-chooser]\nstartup-mode='cwd'\n")
         self.folder = os.path.join(self.home.root, 'projects root \u00e9')
         os.makedirs(os.path.join(self.folder, 'inner'))
-        self.chooser = Probe.start(self.home, 'pick-folder', cwd=self.folder)
-
-    def tearDown(self):
-        if self.chooser.poll() is None:
-            self.chooser.kill()
-            self.chooser.wait()
-        super().tearDown()
+        self.chooser = self.stop_when_done(
+            Probe.start(self.home, 'pick-folder', cwd=self.folder))
 
     def window(self):
         '''The chooser's window, once it is on screen.'''

@@ -119,6 +119,14 @@ public:
         bool cancel = false; // what Escape and closing the dialog stand for
     };
 
+    // One sidebar group as shown: its categories (indices into m_cats),
+    // largest first, and their total.
+    struct VisibleGroup {
+        GroupKind group = GroupKind::Ides;
+        std::vector<int> cats;
+        int64_t total = 0;
+    };
+
     App();
     ~App();
     App(const App&) = delete;
@@ -145,6 +153,28 @@ public:
     // The target under a point in the last frame: the last registered one
     // containing it wins, since what is drawn later lies on top.
     const HitTarget* target_at(double x, double y) const;
+
+    // ---- Scan orchestration (app_scan.cpp) ----
+    // Fills m_cats with one empty state per catalog row, in catalog order.
+    void load_categories();
+    // Starts a full scan of every category, replacing a running one and the
+    // old results; ticks are carried over by path as categories finish.
+    void start_scan();
+    // Stops the running worker and waits for it.
+    void cancel_scan();
+    // The scan thread's body. Runs on the worker thread.
+    void scan_worker();
+    // Lists and measures one category into cat.items. Runs on the worker
+    // thread on a private CatState, without m_mutex.
+    void scan_category(CatState& cat);
+
+    // The read side, for the interface thread; hold m_mutex while a scan runs.
+    // The category named by m_selection; none for the overview and "__manual__".
+    CatState* current_category();
+    const CatState* current_category() const;
+    std::vector<VisibleGroup> visible_groups() const;
+    int64_t total_reclaimable() const;
+    int64_t safe_reclaimable() const;
 
     // Rendering (app_render.cpp). Draws one frame with the given context.
     void draw_all(cairo_t* cr);

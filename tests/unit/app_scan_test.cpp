@@ -6,6 +6,7 @@
 #include "app.h"
 
 #include "catalog.h"
+#include "fixture_home.h"
 #include "fs_fixture.h"
 #include "scanner.h"
 #include "test_env.h"
@@ -410,4 +411,45 @@ TEST(ScanSelection, CurrentCategoryFollowsTheSelection) {
     EXPECT_EQ(constant.current_category(), &app.m_cats[1]);
     app.m_selection = "nope";
     EXPECT_EQ(app.current_category(), nullptr);
+}
+
+// ---------------------------------------------------------------------------
+// The synthetic developer home
+// ---------------------------------------------------------------------------
+
+TEST(ScanFixture, TheParallelScanEqualsASingleThreadedWalkEntryByEntry) {
+    test_env::TempHome home;
+    const fixture_home::Result built = fixture_home::build(home.path("home"), 0.05);
+    ASSERT_TRUE(built.ok) << built.error;
+    EXPECT_GT(built.entries, 30000);
+    App app;
+    app.start_scan();
+    ASSERT_TRUE(wait_for_scan(app, 120.0));
+    int compared = 0;
+    for (const CatState& c : app.m_cats)
+        for (const Item& it : c.items) {
+            ASSERT_TRUE(it.size_known) << it.path;
+            const scanner::Measure serial = scanner::measure_serial(it.path, nullptr);
+            EXPECT_EQ(it.size, serial.bytes) << it.path;
+            EXPECT_EQ(it.size, reference_measure(it.path).bytes) << it.path;
+            ++compared;
+        }
+    EXPECT_GT(compared, 100);
+    // What the fixture plants: a Gradle cache, the npm cache, SDK versions with
+    // the newest kept, projects with their leftovers; nothing from Downloads,
+    // nothing deeper than the search goes.
+    for (const char* id : {"gradleCaches", "npmCache", "pipCache", "cargoRegistry",
+                           "androidBuildTools", "rustupToolchains", "nodeModules", "buildDirs",
+                           "pycache", "venvs", "gradleProject", "jetbrainsCaches"})
+        EXPECT_NE(cat(app, id), nullptr) << id;
+    const Item* kept = nullptr;
+    for (const Item& it : cat(app, "androidBuildTools")->items)
+        if (it.keep_hint)
+            kept = &it;
+    ASSERT_NE(kept, nullptr);
+    EXPECT_EQ(kept->name, "34.0.0");
+    EXPECT_NE(item(cat(app, "nodeModules"), "c/node_modules"), nullptr);
+    EXPECT_EQ(item(cat(app, "nodeModules"), "f/node_modules"), nullptr);
+    EXPECT_EQ(item(cat(app, "nodeModules"), "some-project/node_modules"), nullptr);
+    fixture_home::unlock(home.path("home"));
 }

@@ -24,6 +24,8 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 // A rectangle in device pixels, origin top left.
@@ -119,6 +121,14 @@ public:
         bool cancel = false; // what Escape and closing the dialog stand for
     };
 
+    // One sidebar group as shown: its categories (indices into m_cats),
+    // largest first, and their total.
+    struct VisibleGroup {
+        GroupKind group = GroupKind::Ides;
+        std::vector<int> cats;
+        int64_t total = 0;
+    };
+
     App();
     ~App();
     App(const App&) = delete;
@@ -145,6 +155,33 @@ public:
     // The target under a point in the last frame: the last registered one
     // containing it wins, since what is drawn later lies on top.
     const HitTarget* target_at(double x, double y) const;
+
+    // ---- Scan orchestration (app_scan.cpp) ----
+    // Fills m_cats with one empty state per catalog row, in catalog order.
+    void load_categories();
+    // Starts a full scan of every category, replacing a running one and the
+    // old results; ticks are carried over by path as categories finish.
+    void start_scan();
+    // Stops the running worker and waits for it.
+    void cancel_scan();
+    // The scan thread's body. Runs on the worker thread.
+    void scan_worker();
+    // Lists and measures one category into cat.items. Runs on the worker
+    // thread on a private CatState, without m_mutex.
+    void scan_category(CatState& cat);
+
+    // The read side, for the interface thread; hold m_mutex while a scan runs.
+    // The category named by m_selection; none for the overview and "__manual__".
+    // Natural version order of two names: runs of digits compare as numbers
+    // (leading zeros ignored), other bytes as bytes. Negative, zero or
+    // positive as a is older than, the same as or newer than b.
+    static int compare_versions(const std::string& a, const std::string& b);
+
+    CatState* current_category();
+    const CatState* current_category() const;
+    std::vector<VisibleGroup> visible_groups() const;
+    int64_t total_reclaimable() const;
+    int64_t safe_reclaimable() const;
 
     // Rendering (app_render.cpp). Draws one frame with the given context.
     void draw_all(cairo_t* cr);
@@ -189,6 +226,9 @@ public:
     std::atomic<bool> m_worker_running{false};
     std::mutex m_mutex;
     std::atomic<bool> m_dirty{true};
+    // The ticked paths of the results a rescan replaced, per category id, so
+    // that ticks survive the rescan (guarded by m_mutex).
+    std::unordered_map<std::string, std::unordered_set<std::string>> m_ticked;
 
     // ---- Results of cleaning (guarded by m_mutex) ----
     std::string m_status_message;

@@ -64,3 +64,42 @@ struct CategoryDef {
     SafetyLevel safety = SafetyLevel::Safe;
     bool keep_newest = false; // the newest child is offered but marked to keep
 };
+
+// ---------------------------------------------------------------------------
+// Presentation tables and catalog access
+// ---------------------------------------------------------------------------
+//
+// The presentation functions are pure and return static texts: titles are
+// English interface texts (translate them with I18n::tr where they are shown),
+// colours are "#RRGGBB". A value outside its enumeration gives the fallback.
+//
+// all() rebuilds without a lock when the projects root has changed, so it is
+// called from one thread at a time: the interface thread, at start-up and when
+// a scan starts. The rows it returns are read-only afterwards and may be read
+// by any thread. The name lists are built once and are read-only.
+namespace catalog {
+
+const char* group_title(GroupKind g);
+Glyph group_glyph(GroupKind g);
+const char* group_color(GroupKind g);
+
+const char* safety_title(SafetyLevel s);
+const char* safety_explanation(SafetyLevel s);
+const char* safety_color(SafetyLevel s);
+
+// Every row whose folder exists, in display order. Built for the current
+// projects root; the same vector comes back until the root changes.
+const std::vector<CategoryDef>& all();
+
+// The folder searched by the project categories: the last non-empty value
+// given to set_projects_root(), else the real home directory.
+std::string projects_root();
+// "" means the home directory. Takes effect at the next all().
+void set_projects_root(const std::string& root);
+
+// Directory names the project search never enters directly inside the root.
+const std::vector<std::string>& recursive_skip();
+// The names the project categories look for, each once, in catalog order.
+const std::vector<std::string>& recursive_claimed();
+
+} // namespace catalog

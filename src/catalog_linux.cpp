@@ -1,0 +1,544 @@
+// The leftover catalog for Linux: the presentation tables, the rows with the
+// folders they list, the Android SDK discovery and the per-root cache.
+//
+// Sections: presentation tables · projects root · path bases · the rows ·
+// cached access and name lists.
+
+#include "catalog.h"
+
+#include "i18n.h"
+#include "paths.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <mutex>
+#include <sys/stat.h>
+
+// ---------------------------------------------------------------------------
+// Presentation tables
+// ---------------------------------------------------------------------------
+
+namespace catalog {
+
+const char* group_title(GroupKind g) {
+    switch (g) {
+    case GroupKind::Ides:
+        return tr_noop("IDEs & editors");
+    case GroupKind::Android:
+        return tr_noop("Android");
+    case GroupKind::Java:
+        return tr_noop("Java & Gradle");
+    case GroupKind::JavaScript:
+        return tr_noop("JavaScript & Node");
+    case GroupKind::Python:
+        return tr_noop("Python");
+    case GroupKind::OtherLangs:
+        return tr_noop("Rust, Go & others");
+    case GroupKind::Projects:
+        return tr_noop("Your projects");
+    case GroupKind::Logs:
+        return tr_noop("Logs");
+    default:
+        return "";
+    }
+}
+
+Glyph group_glyph(GroupKind g) {
+    switch (g) {
+    case GroupKind::Ides:
+        return Glyph::Code;
+    case GroupKind::Android:
+        return Glyph::Phone;
+    case GroupKind::Java:
+        return Glyph::Cube;
+    case GroupKind::JavaScript:
+        return Glyph::Box;
+    case GroupKind::Python:
+        return Glyph::Snake;
+    case GroupKind::OtherLangs:
+        return Glyph::Gear;
+    case GroupKind::Projects:
+        return Glyph::Folder;
+    case GroupKind::Logs:
+        return Glyph::Doc;
+    default:
+        return Glyph::Box;
+    }
+}
+
+const char* group_color(GroupKind g) {
+    switch (g) {
+    case GroupKind::Ides:
+        return "#FF5B54";
+    case GroupKind::Android:
+        return "#FF8A2B";
+    case GroupKind::Java:
+        return "#FFB020";
+    case GroupKind::JavaScript:
+        return "#FF3D91";
+    case GroupKind::Python:
+        return "#FF7EB0";
+    case GroupKind::OtherLangs:
+        return "#FF9C6B";
+    case GroupKind::Logs:
+        return "#FFD93D";
+    default:
+        // Projects has no colour of its own and shares this one on purpose.
+        return "#FF599E";
+    }
+}
+
+const char* safety_title(SafetyLevel s) {
+    switch (s) {
+    case SafetyLevel::Safe:
+        return tr_noop("Safe");
+    case SafetyLevel::Caution:
+        return tr_noop("Caution");
+    case SafetyLevel::Risky:
+        return tr_noop("Risky");
+    default:
+        return "";
+    }
+}
+
+const char* safety_explanation(SafetyLevel s) {
+    switch (s) {
+    case SafetyLevel::Safe:
+        return tr_noop("Recreated automatically on the next build or launch.");
+    case SafetyLevel::Caution:
+        return tr_noop("Recreated or downloaded again when needed — costs time, not data.");
+    case SafetyLevel::Risky:
+        return tr_noop("May hold data that cannot be recreated.");
+    default:
+        return "";
+    }
+}
+
+const char* safety_color(SafetyLevel s) {
+    switch (s) {
+    case SafetyLevel::Safe:
+        return "#34A853";
+    case SafetyLevel::Caution:
+        return "#F5A623";
+    case SafetyLevel::Risky:
+        return "#E5484D";
+    default:
+        return "#888888";
+    }
+}
+
+} // namespace catalog
+
+// ---------------------------------------------------------------------------
+// Projects root
+// ---------------------------------------------------------------------------
+
+namespace {
+
+// The interface thread sets the root while a scan may be building its
+// catalog on another occasion; a lock keeps the string whole either way.
+struct RootStore {
+    std::mutex m;
+    std::string root;
+};
+
+RootStore& root_store() {
+    static RootStore store;
+    return store;
+}
+
+} // namespace
+
+namespace catalog {
+
+std::string projects_root() {
+    RootStore& s = root_store();
+    std::lock_guard<std::mutex> lock(s.m);
+    if (!s.root.empty())
+        return s.root;
+    return real_home();
+}
+
+void set_projects_root(const std::string& root) {
+    RootStore& s = root_store();
+    std::lock_guard<std::mutex> lock(s.m);
+    s.root = root;
+}
+
+} // namespace catalog
+
+// ---------------------------------------------------------------------------
+// Path bases
+// ---------------------------------------------------------------------------
+
+namespace {
+
+// The real home, "/", rel; "" when there is no home, so the row is dropped.
+std::string h(const std::string& home, const char* rel) {
+    if (home.empty())
+        return "";
+    return home + "/" + rel;
+}
+
+// An XDG base directory. Inside a sandbox the variables point into the
+// sandbox's private area rather than at the user's real caches, so there
+// only the home-based default counts. A relative value is not a valid XDG
+// value and is ignored too.
+std::string xdg(const std::string& home, const char* var, const char* fallback) {
+    if (!running_in_snap() && !running_in_flatpak()) {
+        const char* v = std::getenv(var);
+        if (v && v[0] == '/')
+            return v;
+    }
+    return h(home, fallback);
+}
+
+bool is_directory(const std::string& path) {
+    struct stat st {};
+    return !path.empty() && stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+// The Android SDK root: the first of ANDROID_HOME and ANDROID_SDK_ROOT that
+// names an existing directory, else the usual folders under the home.
+std::string android_sdk(const std::string& home) {
+    for (const char* var : {"ANDROID_HOME", "ANDROID_SDK_ROOT"}) {
+        const char* v = std::getenv(var);
+        if (v && v[0] && is_directory(v))
+            return v;
+    }
+    for (const char* rel : {"Android/Sdk", "Android/sdk", ".android-sdk"}) {
+        const std::string candidate = h(home, rel);
+        if (is_directory(candidate))
+            return candidate;
+    }
+    return "";
+}
+
+// ---------------------------------------------------------------------------
+// The rows
+// ---------------------------------------------------------------------------
+
+// Collects the rows; a row is kept only when its folder exists.
+class Builder {
+public:
+    std::vector<CategoryDef> rows;
+
+    void dirs(const char* id, GroupKind group, const char* title, const char* subtitle, Glyph glyph,
+              const std::string& path, SafetyLevel safety, bool keep_newest) {
+        CategoryDef d =
+            make(id, group, title, subtitle, glyph, path, ListingKind::ChildDirectories, safety);
+        d.keep_newest = keep_newest;
+        add(std::move(d));
+    }
+    void items(const char* id, GroupKind group, const char* title, const char* subtitle,
+               Glyph glyph, const std::string& path, SafetyLevel safety) {
+        add(make(id, group, title, subtitle, glyph, path, ListingKind::ChildItems, safety));
+    }
+    void whole(const char* id, GroupKind group, const char* title, const char* subtitle,
+               Glyph glyph, const std::string& path, SafetyLevel safety) {
+        add(make(id, group, title, subtitle, glyph, path, ListingKind::SelfFolder, safety));
+    }
+    void recursive(const char* id, const char* title, const char* subtitle, Glyph glyph,
+                   std::vector<std::string> names, SafetyLevel safety, const std::string& root) {
+        CategoryDef d = make(id, GroupKind::Projects, title, subtitle, glyph, root,
+                             ListingKind::Recursive, safety);
+        d.names = std::move(names);
+        d.max_depth = 5;
+        add(std::move(d));
+    }
+
+private:
+    static CategoryDef make(const char* id, GroupKind group, const char* title,
+                            const char* subtitle, Glyph glyph, const std::string& path,
+                            ListingKind listing, SafetyLevel safety) {
+        CategoryDef d;
+        d.id = id;
+        d.group = group;
+        d.title = title;
+        d.subtitle = subtitle;
+        d.glyph = glyph;
+        d.path = path;
+        d.listing = listing;
+        d.safety = safety;
+        return d;
+    }
+    // stat follows links, so a linked folder (~/.m2/repository -> elsewhere)
+    // counts as present.
+    void add(CategoryDef d) {
+        if (is_directory(d.path))
+            rows.push_back(std::move(d));
+    }
+};
+
+// The five project categories, which all search the projects root. Kept as a
+// table because the names they claim are needed even when the root is missing
+// at the moment and these rows are therefore not in the catalog.
+struct ProjectRow {
+    const char* id;
+    const char* title;
+    const char* subtitle;
+    Glyph glyph;
+    std::vector<std::string> names;
+    SafetyLevel safety;
+};
+
+const std::vector<ProjectRow>& project_rows() {
+    static const std::vector<ProjectRow> rows = {
+        {"nodeModules",
+         "node_modules",
+         tr_noop("Dependency folders in your projects — npm install restores them"),
+         Glyph::Folder,
+         {"node_modules"},
+         SafetyLevel::Safe},
+        {"buildDirs",
+         tr_noop("Build output"),
+         tr_noop("build, out and target folders in your projects"),
+         Glyph::Cube,
+         {"build", "out", "target"},
+         SafetyLevel::Safe},
+        {"pycache",
+         "__pycache__",
+         tr_noop("Compiled Python bytecode in your projects"),
+         Glyph::Snake,
+         {"__pycache__", ".pytest_cache", ".mypy_cache", ".ruff_cache"},
+         SafetyLevel::Safe},
+        {"venvs",
+         tr_noop("Virtual environments"),
+         tr_noop("venv and .venv folders — recreated from requirements"),
+         Glyph::Snake,
+         {"venv", ".venv"},
+         SafetyLevel::Caution},
+        {"gradleProject",
+         tr_noop("Project Gradle caches"),
+         tr_noop(".gradle folders inside your projects"),
+         Glyph::Box,
+         {".gradle"},
+         SafetyLevel::Safe},
+    };
+    return rows;
+}
+
+std::vector<CategoryDef> build_rows() {
+    using G = GroupKind;
+    using S = SafetyLevel;
+    const std::string home = real_home();
+    const std::string cache = xdg(home, "XDG_CACHE_HOME", ".cache");
+    const std::string data = xdg(home, "XDG_DATA_HOME", ".local/share");
+    const std::string config = xdg(home, "XDG_CONFIG_HOME", ".config");
+    const std::string sdk = android_sdk(home);
+    // A base that could not be found leaves its rows' paths empty: dropped.
+    auto under = [](const std::string& base, const char* rel) {
+        return base.empty() ? std::string() : base + "/" + rel;
+    };
+
+    // Titles and subtitles are interface texts, marked for translation; the
+    // few that are only a path or a tool's own name ("NDK", "~/.npm/_cacache")
+    // are shown as they stand in every language.
+    Builder b;
+    b.dirs("jetbrainsCaches", G::Ides, tr_noop("JetBrains caches"),
+           tr_noop("IntelliJ IDEA, PyCharm, WebStorm, CLion — one folder per version"), Glyph::Code,
+           under(cache, "JetBrains"), S::Safe, false);
+    b.dirs("eclipseP2", G::Ides, tr_noop("Eclipse bundle pool"),
+           "~/.p2 — plug-in bundles left behind by updates", Glyph::Puzzle,
+           h(home, ".p2/pool/plugins"), S::Caution, false);
+    b.dirs("eclipseConfig", G::Ides, tr_noop("Eclipse configuration cache"),
+           "~/.eclipse — OSGi and index caches per installation", Glyph::Code, h(home, ".eclipse"),
+           S::Safe, false);
+    b.whole("eclipseHistory", G::Ides, tr_noop("Eclipse local history"),
+            tr_noop("Every saved version of your files in the workspace"), Glyph::Doc,
+            h(home, "eclipse-workspace/.metadata/.plugins/org.eclipse.core.resources/.history"),
+            S::Caution);
+    b.dirs("vscodeCachedData", G::Ides, tr_noop("VS Code — CachedData"),
+           tr_noop("One bundle per version the editor has ever run"), Glyph::Code,
+           under(config, "Code/CachedData"), S::Safe, false);
+    b.whole("vscodeCache", G::Ides, tr_noop("VS Code — Cache"), tr_noop("Network and blob cache"),
+            Glyph::Code, under(config, "Code/Cache"), S::Safe);
+    // Titled "Code Cache" but listing CachedProfilesData: kept as the
+    // catalog has always had it.
+    b.whole("vscodeCodeCache", G::Ides, tr_noop("VS Code — Code Cache"),
+            tr_noop("Compiled JavaScript bytecode"), Glyph::Code,
+            under(config, "Code/CachedProfilesData"), S::Safe);
+    b.dirs("vscodeExtensions", G::Ides, tr_noop("VS Code — extensions"),
+           tr_noop("Installed extensions, older versions included"), Glyph::Puzzle,
+           h(home, ".vscode/extensions"), S::Caution, false);
+    b.dirs("androidStudioCaches", G::Ides, tr_noop("Android Studio caches"),
+           tr_noop("One folder per Android Studio version"), Glyph::Wrench, under(cache, "Google"),
+           S::Safe, false);
+
+    if (!sdk.empty()) {
+        b.dirs("androidBuildTools", G::Android, tr_noop("SDK build tools"),
+               tr_noop("Old build-tools versions (the newest is kept)"), Glyph::Wrench,
+               sdk + "/build-tools", S::Caution, true);
+        b.dirs("androidPlatforms", G::Android, tr_noop("SDK platforms"),
+               tr_noop("Installed Android API levels"), Glyph::Layers, sdk + "/platforms",
+               S::Caution, true);
+        b.dirs("androidSystemImages", G::Android, tr_noop("System images"),
+               tr_noop("Emulator system images — usually the biggest item here"), Glyph::Phone,
+               sdk + "/system-images", S::Caution, false);
+        b.dirs("androidSources", G::Android, tr_noop("SDK sources"),
+               tr_noop("Android source code per API level"), Glyph::Doc, sdk + "/sources", S::Safe,
+               false);
+        b.dirs("androidNdk", G::Android, "NDK",
+               tr_noop("Native development kits (the newest is kept)"), Glyph::Layers, sdk + "/ndk",
+               S::Caution, true);
+        b.dirs("androidCmake", G::Android, tr_noop("SDK CMake"),
+               tr_noop("CMake versions installed by the SDK manager"), Glyph::Wrench,
+               sdk + "/cmake", S::Caution, true);
+        b.whole("androidEmulatorCache", G::Android, tr_noop("Emulator caches"),
+                tr_noop("Downloaded emulator artefacts"), Glyph::Box, sdk + "/.temp", S::Safe);
+    }
+
+    // Emulators hold their users' data, the only row that is Risky as a whole.
+    b.items("avds", G::Android, tr_noop("Emulators (AVDs)"),
+            tr_noop("Created Android emulators including their data"), Glyph::Phone,
+            h(home, ".android/avd"), S::Risky);
+    b.whole("androidCache", G::Android, tr_noop("Android SDK download cache"),
+            "~/.android/cache — installer downloads", Glyph::Box, h(home, ".android/cache"),
+            S::Safe);
+    b.whole("androidBuildCache", G::Android, tr_noop("Android build cache"),
+            "~/.android/build-cache", Glyph::Box, h(home, ".android/build-cache"), S::Safe);
+
+    b.dirs("gradleCaches", G::Java, tr_noop("Gradle caches"),
+           tr_noop("Downloaded dependencies and the build cache"), Glyph::Box,
+           h(home, ".gradle/caches"), S::Safe, false);
+    b.dirs("gradleDists", G::Java, tr_noop("Gradle distributions"),
+           tr_noop("Gradle versions unpacked by the wrapper"), Glyph::Cube,
+           h(home, ".gradle/wrapper/dists"), S::Safe, false);
+    b.dirs("gradleDaemon", G::Java, tr_noop("Gradle daemon logs"),
+           tr_noop("One log directory per Gradle version"), Glyph::Doc, h(home, ".gradle/daemon"),
+           S::Safe, false);
+    b.dirs("mavenRepo", G::Java, tr_noop("Maven repository"),
+           "~/.m2 — downloaded Java dependencies", Glyph::Box, h(home, ".m2/repository"),
+           S::Caution, false);
+    b.dirs("ivyCache", G::Java, tr_noop("Ivy cache"), "~/.ivy2 — Scala and SBT dependencies",
+           Glyph::Box, h(home, ".ivy2/cache"), S::Safe, false);
+    b.whole("coursierCache", G::Java, tr_noop("Coursier cache"),
+            tr_noop("SBT and Scala CLI artefact cache"), Glyph::Box, under(cache, "coursier"),
+            S::Safe);
+    b.dirs("sbtBoot", G::Java, tr_noop("SBT boot"), "~/.sbt — bootstrapped SBT and Scala versions",
+           Glyph::Cube, h(home, ".sbt/boot"), S::Safe, false);
+
+    b.whole("npmCache", G::JavaScript, tr_noop("npm cache"), "~/.npm/_cacache", Glyph::Box,
+            h(home, ".npm/_cacache"), S::Safe);
+    b.whole("yarnCache", G::JavaScript, tr_noop("Yarn cache"), tr_noop("Downloaded packages"),
+            Glyph::Box, under(cache, "yarn"), S::Safe);
+    b.whole("pnpmStore", G::JavaScript, tr_noop("pnpm store"), tr_noop("Shared package store"),
+            Glyph::Box, under(data, "pnpm/store"), S::Safe);
+    b.whole("nodeGyp", G::JavaScript, tr_noop("node-gyp headers"),
+            tr_noop("Node headers per version, for native modules"), Glyph::Wrench,
+            under(cache, "node-gyp"), S::Safe);
+    b.whole("electronCache", G::JavaScript, tr_noop("Electron downloads"),
+            tr_noop("Electron binaries per version"), Glyph::Cube, under(cache, "electron"),
+            S::Safe);
+    b.dirs("playwright", G::JavaScript, tr_noop("Playwright browsers"),
+           tr_noop("Browser builds downloaded for tests"), Glyph::Box,
+           under(cache, "ms-playwright"), S::Caution, false);
+    b.dirs("puppeteer", G::JavaScript, tr_noop("Puppeteer browsers"),
+           tr_noop("Chromium builds downloaded for tests"), Glyph::Box, under(cache, "puppeteer"),
+           S::Caution, false);
+    b.dirs("cypress", G::JavaScript, tr_noop("Cypress binaries"),
+           tr_noop("One Cypress build per version"), Glyph::Box, under(cache, "Cypress"),
+           S::Caution, false);
+    b.whole("bowerCache", G::JavaScript, tr_noop("Bower cache"),
+            tr_noop("Legacy front-end package cache"), Glyph::Box, under(cache, "bower"), S::Safe);
+
+    b.whole("pipCache", G::Python, tr_noop("pip cache"), tr_noop("Downloaded Python packages"),
+            Glyph::Snake, under(cache, "pip"), S::Safe);
+    b.whole("poetryCache", G::Python, tr_noop("Poetry cache"), tr_noop("Poetry dependency cache"),
+            Glyph::Snake, under(cache, "pypoetry"), S::Safe);
+    b.whole("uvCache", G::Python, tr_noop("uv cache"), tr_noop("uv package cache"), Glyph::Snake,
+            under(cache, "uv"), S::Safe);
+    b.dirs("condaPkgs", G::Python, tr_noop("Conda packages"), tr_noop("Unpacked conda packages"),
+           Glyph::Box, h(home, ".conda/pkgs"), S::Caution, false);
+
+    b.dirs("cargoRegistry", G::OtherLangs, tr_noop("Cargo registry"),
+           tr_noop("Downloaded and unpacked crates"), Glyph::Box, h(home, ".cargo/registry"),
+           S::Safe, false);
+    b.dirs("cargoGit", G::OtherLangs, tr_noop("Cargo git checkouts"),
+           tr_noop("Dependencies pulled straight from git"), Glyph::Box, h(home, ".cargo/git"),
+           S::Safe, false);
+    b.dirs("rustupToolchains", G::OtherLangs, tr_noop("Rust toolchains"),
+           tr_noop("Installed toolchains (the newest is kept)"), Glyph::Layers,
+           h(home, ".rustup/toolchains"), S::Caution, true);
+    b.whole("goModCache", G::OtherLangs, tr_noop("Go module cache"),
+            "~/go/pkg/mod — downloaded modules", Glyph::Box, h(home, "go/pkg/mod"), S::Caution);
+    b.whole("goBuildCache", G::OtherLangs, tr_noop("Go build cache"),
+            tr_noop("Compiled intermediates"), Glyph::Cube, under(cache, "go-build"), S::Safe);
+    b.whole("ccache", G::OtherLangs, "ccache", tr_noop("C/C++ compiler cache"), Glyph::Cube,
+            under(cache, "ccache"), S::Safe);
+    b.whole("ccacheLegacy", G::OtherLangs, tr_noop("ccache (legacy path)"),
+            "~/.ccache from older ccache versions", Glyph::Cube, h(home, ".ccache"), S::Safe);
+    b.dirs("nugetPackages", G::OtherLangs, tr_noop(".NET NuGet packages"),
+           "~/.nuget — downloaded packages", Glyph::Box, h(home, ".nuget/packages"), S::Caution,
+           false);
+    b.whole("composerCache", G::OtherLangs, tr_noop("Composer cache"),
+            tr_noop("PHP dependency cache"), Glyph::Box, under(cache, "composer"), S::Safe);
+
+    const std::string root = catalog::projects_root();
+    for (const ProjectRow& r : project_rows())
+        b.recursive(r.id, r.title, r.subtitle, r.glyph, r.names, r.safety, root);
+
+    b.items("npmLogs", G::Logs, tr_noop("npm logs"), "~/.npm/_logs — one file per failed install",
+            Glyph::Doc, h(home, ".npm/_logs"), S::Safe);
+    b.items("vscodeLogs", G::Logs, tr_noop("VS Code logs"),
+            tr_noop("Logs of the editor and its extensions"), Glyph::Doc,
+            under(config, "Code/logs"), S::Safe);
+    // Under the data folder, unlike the JetBrains caches: where the IDEs
+    // write their logs.
+    b.dirs("jetbrainsLogs", G::Logs, tr_noop("JetBrains logs"),
+           tr_noop("Logs of the JetBrains IDEs"), Glyph::Doc, under(data, "JetBrains"), S::Safe,
+           false);
+    b.items("crashReports", G::Logs, tr_noop("Crash reports"),
+            tr_noop("Crash dumps left by development tools"), Glyph::Doc,
+            h(home, ".android/crashes"), S::Safe);
+    return std::move(b.rows);
+}
+
+} // namespace
+
+// ---------------------------------------------------------------------------
+// Cached access and name lists
+// ---------------------------------------------------------------------------
+
+namespace catalog {
+
+const std::vector<CategoryDef>& all() {
+    static std::vector<CategoryDef> cache;
+    // A one-byte string no real path can equal, so the first call builds.
+    static std::string built_for(1, '\x01');
+    const std::string root = projects_root();
+    if (root == built_for)
+        return cache;
+    std::vector<CategoryDef> fresh = build_rows();
+    cache.swap(fresh);
+    built_for = root;
+    return cache;
+}
+
+const std::vector<std::string>& recursive_skip() {
+    // ".local/share" holds a slash and so never equals one folder name; it
+    // stays in the list as it always was.
+    static const std::vector<std::string> names = {
+        ".cache",   ".local",   ".config", ".var",     "snap",    ".steam", ".wine",
+        ".gradle",  ".m2",      ".npm",    ".cargo",   ".rustup", ".nuget", ".ivy2",
+        ".android", "Android",  "go",      ".git",     ".svn",    ".Trash", ".local/share",
+        "Music",    "Pictures", "Videos",  "Downloads"};
+    return names;
+}
+
+const std::vector<std::string>& recursive_claimed() {
+    // Taken from the project rows themselves rather than from the rows that
+    // exist now: a projects root that is missing at the first call must not
+    // leave the list empty for the rest of the run.
+    static const std::vector<std::string> names = [] {
+        std::vector<std::string> out;
+        for (const ProjectRow& r : project_rows())
+            for (const std::string& n : r.names)
+                if (std::find(out.begin(), out.end(), n) == out.end())
+                    out.push_back(n);
+        return out;
+    }();
+    return names;
+}
+
+} // namespace catalog

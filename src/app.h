@@ -24,6 +24,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <unordered_map>
 #include <vector>
 
 // A rectangle in device pixels, origin top left.
@@ -68,6 +69,27 @@ struct CatState {
                 sum += it.size;
         return sum;
     }
+};
+
+// The layouts of texts drawn recently, keyed by font and text, so that a
+// frame showing what the last one showed shapes no text again. Owns one
+// reference to each layout. Interface thread only.
+class TextLayoutCache {
+public:
+    TextLayoutCache() = default;
+    ~TextLayoutCache();
+    TextLayoutCache(const TextLayoutCache&) = delete;
+    TextLayoutCache& operator=(const TextLayoutCache&) = delete;
+
+    // A borrowed layout, or null.
+    PangoLayout* find(const std::string& key) const;
+    // Takes over the reference; the cache empties itself when it grows large.
+    void put(const std::string& key, PangoLayout* layout);
+    void clear();
+    size_t size() const { return m_map.size(); }
+
+private:
+    std::unordered_map<std::string, PangoLayout*> m_map;
 };
 
 class App {
@@ -348,6 +370,10 @@ public:
     RectF m_r_content;
     RectF m_r_footer;
 
-    // ---- Per-frame text metrics (reset by draw_all) ----
+    // ---- Text metrics and layouts kept between frames ----
     double m_font_h[8] = {-1, -1, -1, -1, -1, -1, -1, -1};
+    TextLayoutCache m_layouts;
+    // The shared layout of a text in a font, laid out once and kept; not to
+    // be released or changed by the caller.
+    PangoLayout* shared_layout(const std::string& text, Font font);
 };

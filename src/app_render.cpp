@@ -65,6 +65,37 @@ std::vector<size_t> char_starts(const std::string& text) {
 } // namespace
 
 // ---------------------------------------------------------------------------
+// Layout cache
+// ---------------------------------------------------------------------------
+
+TextLayoutCache::~TextLayoutCache() {
+    clear();
+}
+
+PangoLayout* TextLayoutCache::find(const std::string& key) const {
+    const auto it = m_map.find(key);
+    return it == m_map.end() ? nullptr : it->second;
+}
+
+void TextLayoutCache::put(const std::string& key, PangoLayout* layout) {
+    // A few screens' worth of texts; scrolling through a long list replaces
+    // them wholesale rather than growing without bound.
+    if (m_map.size() >= 4096)
+        clear();
+    auto [it, inserted] = m_map.emplace(key, layout);
+    if (!inserted) {
+        g_object_unref(it->second);
+        it->second = layout;
+    }
+}
+
+void TextLayoutCache::clear() {
+    for (auto& [key, layout] : m_map)
+        g_object_unref(layout);
+    m_map.clear();
+}
+
+// ---------------------------------------------------------------------------
 // Text
 // ---------------------------------------------------------------------------
 
@@ -77,13 +108,23 @@ PangoLayout* App::layout_for(const std::string& text, Font font) {
     return layout;
 }
 
+PangoLayout* App::shared_layout(const std::string& text, Font font) {
+    std::string key;
+    key.reserve(text.size() + 1);
+    key += static_cast<char>('0' + static_cast<int>(font));
+    key += text;
+    if (PangoLayout* found = m_layouts.find(key))
+        return found;
+    PangoLayout* layout = layout_for(text, font);
+    m_layouts.put(key, layout);
+    return layout;
+}
+
 double App::measure_text(const std::string& text, Font font) {
     if (text.empty())
         return 0;
-    PangoLayout* layout = layout_for(text, font);
     PangoRectangle logical;
-    pango_layout_get_pixel_extents(layout, nullptr, &logical);
-    g_object_unref(layout);
+    pango_layout_get_pixel_extents(shared_layout(text, font), nullptr, &logical);
     return logical.width;
 }
 
@@ -276,7 +317,7 @@ double App::draw_label_rgb(const std::string& text, Font font, RectF r, const Rg
                            double alpha) {
     if (text.empty())
         return 0;
-    PangoLayout* layout = layout_for(text, font);
+    PangoLayout* layout = shared_layout(text, font);
     PangoRectangle logical;
     pango_layout_get_pixel_extents(layout, nullptr, &logical);
     const double tw = logical.width;
@@ -288,7 +329,6 @@ double App::draw_label_rgb(const std::string& text, Font font, RectF r, const Rg
     cairo_move_to(m_cr, left - logical.x, top - logical.y);
     pango_cairo_show_layout(m_cr, layout);
     cairo_new_path(m_cr);
-    g_object_unref(layout);
     return tw;
 }
 

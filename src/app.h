@@ -373,6 +373,9 @@ public:
     // ---- Text metrics and layouts kept between frames ----
     double m_font_h[8] = {-1, -1, -1, -1, -1, -1, -1, -1};
     TextLayoutCache m_layouts;
+    // Truncations already worked out, keyed by kind, font, width and text.
+    std::unordered_map<std::string, std::string> m_fitted;
+    void remember_fit(const std::string& key, const std::string& result);
     // The shared layout of a text in a font, laid out once and kept; not to
     // be released or changed by the caller.
     PangoLayout* shared_layout(const std::string& text, Font font);

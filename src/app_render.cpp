@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <mutex>
 
 namespace {
@@ -148,24 +149,55 @@ std::string App::ltr(const std::string& text) const {
     return std::string(LRI) + text + PDI;
 }
 
+namespace {
+
+// The width of a trial text that is measured once and thrown away, so that
+// the candidates of a truncation do not crowd the kept layouts out.
+double measure_once(App& app, const std::string& text, App::Font font) {
+    PangoLayout* layout = app.layout_for(text, font);
+    PangoRectangle logical;
+    pango_layout_get_pixel_extents(layout, nullptr, &logical);
+    g_object_unref(layout);
+    return logical.width;
+}
+
+std::string fit_key(char kind, const std::string& text, App::Font font, double max_w) {
+    char head[48];
+    std::snprintf(head, sizeof head, "%c%d:%.3f:", kind, static_cast<int>(font), max_w);
+    return head + text;
+}
+
+} // namespace
+
 std::string App::truncate_to_width(const std::string& text, Font font, double max_w) {
     if (max_w <= 0)
         return ELLIPSIS;
     if (measure_text(text, font) <= max_w)
         return text;
+    // The same text in the same room was cut the same way last frame.
+    const std::string key = fit_key('e', text, font, max_w);
+    if (const auto it = m_fitted.find(key); it != m_fitted.end())
+        return it->second;
+    std::string result = ELLIPSIS;
     const std::vector<size_t> starts = char_starts(text);
     const size_t n = starts.size() - 1;
     for (size_t k = n; k-- > 1;) {
         std::string candidate = text.substr(0, starts[k]) + ELLIPSIS;
-        if (measure_text(candidate, font) <= max_w)
-            return candidate;
+        if (measure_once(*this, candidate, font) <= max_w) {
+            result = std::move(candidate);
+            break;
+        }
     }
-    return ELLIPSIS;
+    remember_fit(key, result);
+    return result;
 }
 
 std::string App::truncate_path_middle(const std::string& text, Font font, double max_w) {
     if (max_w > 0 && measure_text(text, font) <= max_w)
         return text;
+    const std::string key = fit_key('m', text, font, max_w);
+    if (const auto it = m_fitted.find(key); it != m_fitted.end())
+        return it->second;
     const std::vector<size_t> starts = char_starts(text);
     const size_t n = starts.size() - 1;
     if (n > 3) {
@@ -176,11 +208,21 @@ std::string App::truncate_path_middle(const std::string& text, Font font, double
             const size_t head = k - tail;
             std::string candidate =
                 text.substr(0, starts[head]) + ELLIPSIS + text.substr(starts[n - tail]);
-            if (measure_text(candidate, font) <= max_w)
+            if (measure_once(*this, candidate, font) <= max_w) {
+                remember_fit(key, candidate);
                 return candidate;
+            }
         }
     }
-    return truncate_to_width(text, font, max_w);
+    std::string result = truncate_to_width(text, font, max_w);
+    remember_fit(key, result);
+    return result;
+}
+
+void App::remember_fit(const std::string& key, const std::string& result) {
+    if (m_fitted.size() >= 4096)
+        m_fitted.clear();
+    m_fitted[key] = result;
 }
 
 std::vector<std::string> App::wrap_text(const std::string& text, Font font, double max_w) {

@@ -93,11 +93,12 @@ void glyph_doc(const Pen& p) {
     p.segment(0.35, 0.78, 0.55, 0.78);
 }
 
-// An open-ended wrench: a ring open to the upper right on a diagonal handle.
+// An open-ended wrench: a jaw open to the upper right on a diagonal handle.
 void glyph_wrench(const Pen& p) {
-    const double cx = p.px(0.64), cy = p.py(0.36), r = p.len(0.20);
+    const double cx = p.px(0.64), cy = p.py(0.36), r = p.len(0.21);
+    const double open = -M_PI / 4;
     cairo_new_sub_path(p.cr);
-    cairo_arc(p.cr, cx, cy, r, -M_PI / 4 + 0.55, 2 * M_PI - M_PI / 4 - 0.55);
+    cairo_arc(p.cr, cx, cy, r, open + 0.85, open - 0.85 + 2 * M_PI);
     cairo_stroke(p.cr);
     const double a = 3 * M_PI / 4;
     cairo_move_to(p.cr, cx + r * std::cos(a), cy + r * std::sin(a));
@@ -146,18 +147,31 @@ void glyph_snake(const Pen& p) {
     p.polyline({{0.92, 0.14}, {0.84, 0.22}, {0.92, 0.28}}, false);
 }
 
-// A gear: a ring with eight teeth around a hole.
+// A gear: the outline of eight square teeth around a hole.
 void glyph_gear(const Pen& p) {
     cairo_t* cr = p.cr;
     const double cx = p.px(0.5), cy = p.py(0.5);
-    for (int k = 0; k < 8; ++k) {
-        const double a = k * M_PI / 4 + M_PI / 8;
-        cairo_move_to(cr, cx + p.len(0.28) * std::cos(a), cy + p.len(0.28) * std::sin(a));
-        cairo_line_to(cr, cx + p.len(0.42) * std::cos(a), cy + p.len(0.42) * std::sin(a));
+    const double outer = p.len(0.43), inner = p.len(0.31);
+    const int teeth = 8;
+    const double pitch = 2 * M_PI / teeth;
+    for (int k = 0; k < teeth; ++k) {
+        const double a = k * pitch - M_PI / 2;
+        // Up the flank, across the top, down the other flank.
+        const double radius[4] = {inner, outer, outer, inner};
+        const double angle[4] = {a - pitch * 0.30, a - pitch * 0.17, a + pitch * 0.17,
+                                 a + pitch * 0.30};
+        for (int i = 0; i < 4; ++i) {
+            const double x = cx + radius[i] * std::cos(angle[i]);
+            const double y = cy + radius[i] * std::sin(angle[i]);
+            if (k == 0 && i == 0)
+                cairo_move_to(cr, x, y);
+            else
+                cairo_line_to(cr, x, y);
+        }
     }
+    cairo_close_path(cr);
     cairo_stroke(cr);
-    p.circle(0.5, 0.5, 0.28, false);
-    p.circle(0.5, 0.5, 0.10, false);
+    p.circle(0.5, 0.5, 0.12, false);
 }
 
 // A folder with a tab.

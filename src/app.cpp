@@ -47,15 +47,16 @@ int App::run(int argc, char** argv) {
     setlocale(LC_NUMERIC, "C");
 
     SettingsStore::instance().load();
-    I18n::instance().set_language(SettingsStore::instance().get().language);
+    const Settings& settings = SettingsStore::instance().get();
+    I18n::instance().set_language(settings.language);
+    if (!settings.projects_root.empty())
+        catalog::set_projects_root(settings.projects_root);
 
     build_window();
     apply_theme();
 
-    {
-        std::lock_guard<std::mutex> lock(m_mutex);
-        m_cats.clear();
-    }
+    load_categories();
+    start_scan();
 
     g_timeout_add(120, on_poll_cb, this);
     gtk_main();

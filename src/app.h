@@ -25,6 +25,7 @@
 #include <string>
 #include <thread>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 // A rectangle in device pixels, origin top left.
@@ -192,6 +193,11 @@ public:
 
     // The read side, for the interface thread; hold m_mutex while a scan runs.
     // The category named by m_selection; none for the overview and "__manual__".
+    // Natural version order of two names: runs of digits compare as numbers
+    // (leading zeros ignored), other bytes as bytes. Negative, zero or
+    // positive as a is older than, the same as or newer than b.
+    static int compare_versions(const std::string& a, const std::string& b);
+
     CatState* current_category();
     const CatState* current_category() const;
     std::vector<VisibleGroup> visible_groups() const;
@@ -331,6 +337,9 @@ public:
     std::atomic<bool> m_worker_running{false};
     std::mutex m_mutex;
     std::atomic<bool> m_dirty{true};
+    // The ticked paths of the results a rescan replaced, per category id, so
+    // that ticks survive the rescan (guarded by m_mutex).
+    std::unordered_map<std::string, std::unordered_set<std::string>> m_ticked;
 
     // ---- Results of cleaning (guarded by m_mutex) ----
     std::string m_status_message;

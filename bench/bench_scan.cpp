@@ -1,0 +1,278 @@
+// The scan benchmark: builds a synthetic developer home (or uses one built
+// before), runs the program's real scan on it without a window, and in the
+// same run times `du -s -B512` and a single-threaded walk over the same
+// folders. Prints entries per second, the scan's time as a ratio of du's, the
+// scanning process's peak memory, and the totals of every measured folder next
+// to du's.
+//
+//   bench_scan [--scale S] [--runs N] [--dir FOLDER] [--keep]
+//
+// Without --dir the home is built in a new temporary folder and removed at the
+// end (unless --keep). With --dir an existing fixture home there is reused.
+// Nothing outside that folder is written or removed.
+
+#include "app.h"
+#include "fixture_home.h"
+#include "scanner.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double seconds_since(Clock::time_point t) {
+    return std::chrono::duration<double>(Clock::now() - t).count();
+}
+
+double median(std::vector<double> v) {
+    std::sort(v.begin(), v.end());
+    return v.empty() ? 0 : v[v.size() / 2];
+}
+
+void point_home_at(const std::string& root) {
+    const std::string home = root + "/home";
+    setenv("HOME", home.c_str(), 1);
+    setenv("XDG_CONFIG_HOME", (home + "/.config").c_str(), 1);
+    setenv("XDG_CACHE_HOME", (home + "/.cache").c_str(), 1);
+    setenv("XDG_DATA_HOME", (home + "/.local/share").c_str(), 1);
+    unsetenv("ANDROID_HOME");
+    unsetenv("ANDROID_SDK_ROOT");
+    unsetenv("SNAP_REAL_HOME");
+}
+
+struct Found {
+    std::string path;
+    int64_t bytes = 0;
+};
+
+// Runs one full scan in a child process, so that its peak memory is the
+// scan's alone. The child writes every measured entry to `out` and its scan
+// time to the first line.
+bool scan_in_child(const std::string& out, double& secs, long& peak_kib) {
+    const pid_t pid = fork();
+    if (pid < 0)
+        return false;
+    if (pid == 0) {
+        const auto start = Clock::now();
+        App app;
+        app.start_scan();
+        while (app.m_scanning) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(2));
+            app.on_poll();
+        }
+        const double took = seconds_since(start);
+        std::ofstream f(out);
+        f << took << "\n";
+        for (const CatState& c : app.m_cats)
+            for (const Item& it : c.items)
+                f << it.size << "\t" << it.path << "\n";
+        f.close();
+        _exit(f ? 0 : 1);
+    }
+    int status = 0;
+    struct rusage ru {};
+    if (wait4(pid, &status, 0, &ru) != pid || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
+        return false;
+    peak_kib = ru.ru_maxrss;
+    std::ifstream f(out);
+    f >> secs;
+    return true;
+}
+
+std::vector<Found> read_found(const std::string& file) {
+    std::vector<Found> v;
+    std::ifstream f(file);
+    std::string line;
+    std::getline(f, line); // the time
+    while (std::getline(f, line)) {
+        const std::size_t tab = line.find('\t');
+        if (tab == std::string::npos)
+            continue;
+        v.push_back({line.substr(tab + 1), std::stoll(line.substr(0, tab))});
+    }
+    return v;
+}
+
+// Runs du with the arguments; returns its wall time and, with `out`, its output.
+double run_du(const std::vector<std::string>& args, std::string* out) {
+    int pipefd[2];
+    if (pipe(pipefd) != 0)
+        return -1;
+    const auto start = Clock::now();
+    const pid_t pid = fork();
+    if (pid == 0) {
+        dup2(pipefd[1], 1);
+        close(pipefd[0]);
+        close(pipefd[1]);
+        std::vector<char*> argv;
+        static std::string du = "du";
+        argv.push_back(du.data());
+        for (const std::string& a : args)
+            argv.push_back(const_cast<char*>(a.c_str()));
+        argv.push_back(nullptr);
+        execvp("du", argv.data());
+        _exit(127);
+    }
+    close(pipefd[1]);
+    std::string text;
+    char buf[65536];
+    ssize_t n;
+    while ((n = read(pipefd[0], buf, sizeof buf)) > 0)
+        text.append(buf, static_cast<std::size_t>(n));
+    close(pipefd[0]);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    const double took = seconds_since(start);
+    if (out)
+        *out = text;
+    return took;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    double scale = 1.0;
+    int runs = 3;
+    std::string dir;
+    bool keep = false;
+    for (int i = 1; i < argc; ++i) {
+        const std::string a = argv[i];
+        if (a == "--scale" && i + 1 < argc)
+            scale = std::atof(argv[++i]);
+        else if (a == "--runs" && i + 1 < argc)
+            runs = std::max(1, std::atoi(argv[++i]));
+        else if (a == "--dir" && i + 1 < argc)
+            dir = argv[++i];
+        else if (a == "--keep")
+            keep = true;
+        else {
+            std::fprintf(stderr,
+                         "usage: bench_scan [--scale S] [--runs N] [--dir FOLDER] [--keep]\n");
+            return 2;
+        }
+    }
+
+    bool made = false;
+    int64_t entries = 0;
+    if (dir.empty()) {
+        const char* t = std::getenv("TMPDIR");
+        std::string tmpl = std::string(t && t[0] == '/' ? t : "/tmp") + "/quillet-bench-XXXXXX";
+        if (!mkdtemp(tmpl.data())) {
+            std::perror("mkdtemp");
+            return 1;
+        }
+        dir = tmpl;
+        made = true;
+    }
+    const std::string home = dir + "/home";
+    const std::string count_file = dir + "/entries.txt";
+    if (made || access(home.c_str(), F_OK) != 0) {
+        mkdir(home.c_str(), 0755);
+        std::printf("building the fixture home at scale %.3g in %s ...\n", scale, home.c_str());
+        std::fflush(stdout);
+        const auto t0 = Clock::now();
+        const fixture_home::Result r = fixture_home::build(home, scale);
+        if (!r.ok) {
+            std::fprintf(stderr, "fixture: %s\n", r.error.c_str());
+            return 1;
+        }
+        entries = r.entries;
+        std::ofstream(count_file) << entries << "\n";
+        std::printf("  %lld entries in %.1f s\n", static_cast<long long>(entries),
+                    seconds_since(t0));
+    } else {
+        std::ifstream(count_file) >> entries;
+        std::printf("reusing the fixture home in %s (%lld entries)\n", home.c_str(),
+                    static_cast<long long>(entries));
+    }
+    point_home_at(dir);
+
+    // One scan to learn the measured folders and to warm the caches.
+    const std::string out = dir + "/scan.txt";
+    double secs = 0;
+    long peak = 0;
+    if (!scan_in_child(out, secs, peak)) {
+        std::fprintf(stderr, "the scan failed\n");
+        return 1;
+    }
+    const std::vector<Found> found = read_found(out);
+    std::vector<std::string> du_args = {"-s", "-B512"};
+    for (const Found& f : found)
+        du_args.push_back(f.path);
+    run_du(du_args, nullptr);
+
+    std::vector<double> scan_t, du_t, serial_t;
+    long peak_max = peak;
+    for (int r = 0; r < runs; ++r) {
+        du_t.push_back(run_du(du_args, nullptr));
+        if (!scan_in_child(out, secs, peak))
+            return 1;
+        scan_t.push_back(secs);
+        peak_max = std::max(peak_max, peak);
+        const auto t0 = Clock::now();
+        for (const Found& f : found)
+            scanner::measure_serial(f.path, nullptr);
+        serial_t.push_back(seconds_since(t0));
+    }
+
+    // Totals per folder, du asked for each on its own so that hard links are
+    // counted per folder as the scan does.
+    int agree = 0;
+    int64_t ours = 0;
+    int64_t theirs = 0;
+    std::vector<std::string> differ;
+    for (const Found& f : found) {
+        std::string text;
+        run_du({"-s", "-B512", f.path}, &text);
+        const int64_t du_blocks = std::atoll(text.c_str());
+        ours += f.bytes / 512;
+        theirs += du_blocks;
+        if (du_blocks * 512 == f.bytes)
+            ++agree;
+        else
+            differ.push_back(f.path + ": scan " + std::to_string(f.bytes / 512) + ", du " +
+                             std::to_string(du_blocks));
+    }
+
+    const double scan_m = median(scan_t);
+    const double du_m = median(du_t);
+    const double serial_m = median(serial_t);
+    std::printf("\nfolders measured         %zu\n", found.size());
+    std::printf("entries in the home      %lld\n", static_cast<long long>(entries));
+    std::printf("full scan (median of %d) %.3f s   du -s %.3f s   single-threaded walk %.3f s\n",
+                runs, scan_m, du_m, serial_m);
+    std::printf("scan / du                %.2f\n", scan_m / du_m);
+    std::printf("single-threaded / du     %.2f\n", serial_m / du_m);
+    std::printf("entries per second       %.0f\n", entries / scan_m);
+    std::printf("peak memory of the scan  %.1f MiB\n", peak_max / 1024.0);
+    std::printf("totals (512-byte blocks) scan %lld, du %lld\n", static_cast<long long>(ours),
+                static_cast<long long>(theirs));
+    std::printf("folders agreeing with du %d of %zu\n", agree, found.size());
+    for (const std::string& d : differ)
+        std::printf("  differs: %s\n", d.c_str());
+
+    fixture_home::unlock(home);
+    if (made && !keep) {
+        std::error_code ec;
+        std::filesystem::remove_all(dir, ec);
+    } else {
+        std::printf("kept: %s (reuse with --dir)\n", dir.c_str());
+    }
+    return differ.empty() ? 0 : 1;
+}

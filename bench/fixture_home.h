@@ -1,0 +1,33 @@
+// Builds a synthetic developer home for the scan benchmark and the tests that
+// compare the parallel walk with the single-threaded one: caches shaped like
+// the real ones (Gradle module trees, the npm content-addressed cache, pip and
+// Cargo caches, Android SDK versions, rustup toolchains) and a projects tree
+// with many node_modules, build folders, __pycache__ and virtual environments,
+// plus hard links, symbolic links (one of them a loop), sparse files and an
+// unreadable folder. The same scale always gives the same tree.
+//
+// It only creates, inside the folder it is given; it never deletes anything.
+// unlock() gives back read access to the locked folder so that the caller's
+// own clean-up can remove the tree.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace fixture_home {
+
+struct Result {
+    bool ok = false;
+    std::string error;   // what failed, when ok is false
+    int64_t entries = 0; // files, folders and links created below home
+};
+
+// Fills `home` (an existing empty folder) at `scale`; 1.0 gives about one
+// million entries, 0.05 about fifty thousand.
+Result build(const std::string& home, double scale);
+
+// Makes every folder of the tree readable again (the fixture locks one), so
+// that an ordinary recursive removal of the caller's temporary folder works.
+void unlock(const std::string& home);
+
+} // namespace fixture_home

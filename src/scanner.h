@@ -1,0 +1,92 @@
+// Finds what a category holds on disk and how much space it takes, without
+// ever deleting or changing anything: directories are opened without touching
+// their access times, symbolic links are never followed below the folder
+// being looked at, and what cannot be read is simply not counted or listed.
+//
+// Any thread may call any function here; calls keep no state between them
+// except the process-wide limit on walking threads. Every call can be stopped
+// early through the cancel flag, which is polled before each folder and entry.
+#pragma once
+
+#include "catalog.h"
+
+#include <atomic>
+#include <cstdint>
+#include <ctime>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+// One thing a category listing found, before it is measured.
+struct ScannedInfo {
+    std::string path;   // display form, used later to measure and delete it
+    std::string name;   // the label shown for it
+    std::string detail; // a second line: a display path
+    time_t modified = 0;
+};
+
+namespace scanner {
+
+struct Measure {
+    int64_t bytes = 0;       // allocated bytes: blocks x 512
+    time_t newest_mtime = 0; // newest modification time seen; 0 when nothing was measured
+};
+
+// What lstat says of a path. When ok is false every other field is zero.
+struct Stat {
+    bool ok = false;
+    bool is_dir = false;
+    bool is_link = false;
+    bool is_regular = false;
+    time_t mtime = 0;
+    time_t atime = 0;
+    int64_t blocks = 0; // 512-byte blocks allocated
+    dev_t dev = 0;
+    ino_t ino = 0;
+    nlink_t nlink = 0;
+};
+
+Stat lstat_of(const std::string& path);
+
+// Allocated size and newest change of a file or folder (a display path). A
+// symbolic link measures {0, 0}, whatever it points to. Inside a folder links
+// are skipped, and a file with several hard links counts once per
+// measurement. A big folder's subfolders are shared with idle walking threads;
+// the process never runs more than MAX_WALKERS of them at once.
+Measure measure(const std::string& path, std::atomic<bool>* cancel);
+int64_t size(const std::string& path, std::atomic<bool>* cancel);
+
+// The same result as measure(), walked by the calling thread alone. The
+// reference the parallel walk is checked against.
+Measure measure_serial(const std::string& path, std::atomic<bool>* cancel);
+
+// The entries of one catalog row, in the order the directory gives them.
+// Nothing is sorted, measured or marked here.
+std::vector<ScannedInfo> list(const CategoryDef& def, std::atomic<bool>* cancel);
+
+// The same calls with a deadline: the work runs on a detached thread and the
+// caller gets the fallback ({0, 0}, or an empty list) once `seconds` have
+// passed. An abandoned call stops at its next check of the cancel flag, or
+// sooner, since nobody will read its result.
+Measure measure_guarded(const std::string& path, double seconds, std::atomic<bool>* cancel);
+int64_t size_guarded(const std::string& path, double seconds, std::atomic<bool>* cancel);
+std::vector<ScannedInfo> list_guarded(const CategoryDef& def, double seconds,
+                                      std::atomic<bool>* cancel);
+
+// Walking threads the whole process runs at most, measurements and their
+// helpers together.
+constexpr int MAX_WALKERS = 6;
+
+} // namespace scanner
+
+// Counters for the tests; the program never reads them.
+namespace scanner_testing {
+
+// Deadline-guard state blocks alive now (caller's and worker's share counted once).
+int live_guard_states();
+// Walking threads alive now, and the most that were alive at once.
+int live_walkers();
+int peak_walkers();
+void reset_peak_walkers();
+
+} // namespace scanner_testing

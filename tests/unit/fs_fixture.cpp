@@ -1,0 +1,92 @@
+#include "fs_fixture.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <dirent.h>
+#include <fcntl.h>
+#include <set>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace fs_fixture {
+
+void make_dirs(const std::string& path) {
+    for (std::size_t pos = 1; pos <= path.size(); ++pos) {
+        if (pos == path.size() || path[pos] == '/') {
+            const std::string part = path.substr(0, pos);
+            if (mkdir(part.c_str(), 0755) != 0 && errno != EEXIST)
+                ADD_FAILURE() << "mkdir " << part << ": " << errno;
+        }
+    }
+}
+
+void write_file(const std::string& path, std::size_t bytes) {
+    make_dirs(path.substr(0, path.rfind('/')));
+    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+    ASSERT_GE(fd, 0) << path;
+    std::string chunk(4096, 'q');
+    while (bytes > 0) {
+        const std::size_t n = std::min(bytes, chunk.size());
+        ASSERT_EQ(write(fd, chunk.data(), n), static_cast<ssize_t>(n));
+        bytes -= n;
+    }
+    close(fd);
+}
+
+void make_link(const std::string& target, const std::string& link) {
+    ASSERT_EQ(symlink(target.c_str(), link.c_str()), 0) << link;
+}
+
+void make_hard_link(const std::string& existing, const std::string& link) {
+    ASSERT_EQ(::link(existing.c_str(), link.c_str()), 0) << link;
+}
+
+void set_times(const std::string& path, time_t mtime, time_t atime) {
+    struct timespec ts[2] = {{atime ? atime : mtime, 0}, {mtime, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), ts, AT_SYMLINK_NOFOLLOW), 0) << path;
+}
+
+namespace {
+
+void walk(const std::string& dir, std::set<std::pair<dev_t, ino_t>>& seen, Reference& r) {
+    DIR* d = opendir(dir.c_str());
+    if (!d)
+        return;
+    while (const dirent* e = readdir(d)) {
+        const std::string name = e->d_name;
+        if (name == "." || name == "..")
+            continue;
+        const std::string child = dir + "/" + name;
+        struct stat st {};
+        if (lstat(child.c_str(), &st) != 0 || S_ISLNK(st.st_mode))
+            continue;
+        r.newest = std::max(r.newest, st.st_mtime);
+        if (S_ISDIR(st.st_mode)) {
+            r.bytes += st.st_blocks * 512;
+            walk(child, seen, r);
+        } else if (st.st_nlink < 2 || seen.insert({st.st_dev, st.st_ino}).second) {
+            r.bytes += st.st_blocks * 512;
+        }
+    }
+    closedir(d);
+}
+
+} // namespace
+
+Reference reference_measure(const std::string& path) {
+    Reference r;
+    struct stat st {};
+    if (lstat(path.c_str(), &st) != 0 || S_ISLNK(st.st_mode))
+        return r;
+    r.bytes = st.st_blocks * 512;
+    r.newest = st.st_mtime;
+    if (S_ISDIR(st.st_mode)) {
+        std::set<std::pair<dev_t, ino_t>> seen;
+        walk(path, seen, r);
+    }
+    return r;
+}
+
+} // namespace fs_fixture

@@ -1,0 +1,32 @@
+// Small helpers that build file trees inside a test's own temporary folder,
+// and a path-based reference measurement to check the scanner against.
+// Nothing here deletes anything.
+#pragma once
+
+#include <cstdint>
+#include <ctime>
+#include <string>
+#include <vector>
+
+namespace fs_fixture {
+
+// mkdir -p; fails the test when a folder cannot be made.
+void make_dirs(const std::string& path);
+// Writes `bytes` bytes of data (not sparse), making the parent folders.
+void write_file(const std::string& path, std::size_t bytes = 10);
+void make_link(const std::string& target, const std::string& link);
+void make_hard_link(const std::string& existing, const std::string& link);
+// Sets the modification (and access) time of a path without following a link.
+void set_times(const std::string& path, time_t mtime, time_t atime = 0);
+
+struct Reference {
+    int64_t bytes = 0;
+    time_t newest = 0;
+};
+
+// The measurement rules written plainly over full paths with lstat:
+// allocated blocks x 512, links skipped, a multiply linked file counted once
+// per call. What the descriptor-based walk must agree with.
+Reference reference_measure(const std::string& path);
+
+} // namespace fs_fixture

@@ -204,7 +204,8 @@ void App::draw_donut(RectF r) {
 
     // The legend beside the ring, vertically centred in the card.
     const double lx = r.x + 24 + 2 * outer + 40;
-    const double lw = r.x + r.w - 24 - lx;
+    // A legend wider than this only pushes the sizes away from their names.
+    const double lw = std::min(static_cast<double>(r.x + r.w - 24 - lx), 400.0);
     if (lw < 60)
         return;
     const double block = 30 + slices.size() * LEGEND_ROW_H;

@@ -350,7 +350,7 @@ TEST(RenderOverview, LegendEntriesAreTheGroupsBySizeLargestFirst) {
     EXPECT_EQ(legend[1].index, static_cast<int>(GroupKind::Ides));
     EXPECT_EQ(legend[2].index, static_cast<int>(GroupKind::JavaScript));
     for (int i = 0; i < 3; ++i)
-        expect_rect(legend[i].rect, 566, 326 + 26 * i, 482, 26, "legend row");
+        expect_rect(legend[i].rect, 566, 326 + 26 * i, 408, 26, "legend row");
 }
 
 TEST(RenderOverview, ItemsOfUnknownOrZeroSizeAddNothing) {

@@ -5,6 +5,7 @@
 // pictures in the folder it is given.
 //
 // usage: render_shots OUTPUT_DIR [WIDTH HEIGHT]
+// Exits 1 when a picture could not be written.
 
 #include "app.h"
 #include "fixture_states.h"
@@ -14,13 +15,15 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <glib.h>
 #include <string>
-#include <sys/stat.h>
 
 namespace {
 
 // A home that exists only as text in the fixture's paths.
 const char* const HOME = "/home/dev";
+
+int failures = 0;
 
 void shot(App& app, const std::string& file, int w, int h) {
     cairo_surface_t* s = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, w, h);
@@ -29,10 +32,12 @@ void shot(App& app, const std::string& file, int w, int h) {
     app.render_offscreen(cr, w, h);
     app.render_offscreen(cr, w, h);
     cairo_destroy(cr);
-    if (cairo_surface_write_to_png(s, file.c_str()) != CAIRO_STATUS_SUCCESS)
+    if (cairo_surface_write_to_png(s, file.c_str()) != CAIRO_STATUS_SUCCESS) {
         std::fprintf(stderr, "could not write %s\n", file.c_str());
-    else
+        ++failures;
+    } else {
         std::printf("%s\n", file.c_str());
+    }
     cairo_surface_destroy(s);
 }
 
@@ -65,7 +70,7 @@ int main(int argc, char** argv) {
     const std::string dir = argv[1];
     const int w = argc >= 4 ? std::atoi(argv[2]) : 1100;
     const int h = argc >= 4 ? std::atoi(argv[3]) : 720;
-    mkdir(dir.c_str(), 0755);
+    g_mkdir_with_parents(dir.c_str(), 0755);
     const time_t now = time(nullptr);
 
     struct Variant {
@@ -113,5 +118,5 @@ int main(int argc, char** argv) {
         app.m_manual.clear();
         shot(app, prefix + "empty.png", w, h);
     }
-    return 0;
+    return failures == 0 ? 0 : 1;
 }

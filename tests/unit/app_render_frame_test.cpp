@@ -522,7 +522,7 @@ TEST_P(RenderDonutPixels, RightToLeftMirrorsTheCentre) {
     EXPECT_EQ(canvas.hex(676 - 87, 350), "#FFB020");
 }
 
-INSTANTIATE_TEST_SUITE_P(Palettes, RenderDonutPixels, ::testing::Values(false, true));
+INSTANTIATE_TEST_SUITE_P(RenderPalettes, RenderDonutPixels, ::testing::Values(false, true));
 
 // ---------------------------------------------------------------------------
 // Category page
@@ -727,4 +727,4 @@ TEST_P(RenderPixels, TheShareBarUsesTheSafetyColour) {
     EXPECT_EQ(canvas.hex(336 + 20, 172 + 53), "#34A853");
 }
 
-INSTANTIATE_TEST_SUITE_P(Palettes, RenderPixels, ::testing::Values(false, true));
+INSTANTIATE_TEST_SUITE_P(RenderPalettes, RenderPixels, ::testing::Values(false, true));

@@ -61,29 +61,37 @@ struct Found {
     int64_t bytes = 0;
 };
 
-// Runs one full scan in a child process, so that its peak memory is the
-// scan's alone. The child writes every measured entry to `out` and its scan
-// time to the first line.
+// The body of the scanning process: one full scan of the home the
+// environment points at, every measured entry written to `out`, the scan's
+// time on the first line.
+int scan_only(const std::string& out) {
+    const auto start = Clock::now();
+    App app;
+    app.start_scan();
+    while (app.m_scanning) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        app.on_poll();
+    }
+    const double took = seconds_since(start);
+    std::ofstream f(out);
+    f << took << "\n";
+    for (const CatState& c : app.m_cats)
+        for (const Item& it : c.items)
+            f << it.size << "\t" << it.path << "\n";
+    f.close();
+    return f ? 0 : 1;
+}
+
+// Runs one full scan in a fresh process (this program again), so that its
+// peak memory is the scan's alone and not what building the fixture left
+// behind in this one.
 bool scan_in_child(const std::string& out, double& secs, long& peak_kib) {
     const pid_t pid = fork();
     if (pid < 0)
         return false;
     if (pid == 0) {
-        const auto start = Clock::now();
-        App app;
-        app.start_scan();
-        while (app.m_scanning) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
-            app.on_poll();
-        }
-        const double took = seconds_since(start);
-        std::ofstream f(out);
-        f << took << "\n";
-        for (const CatState& c : app.m_cats)
-            for (const Item& it : c.items)
-                f << it.size << "\t" << it.path << "\n";
-        f.close();
-        _exit(f ? 0 : 1);
+        execl("/proc/self/exe", "bench_scan", "--scan-only", out.c_str(), nullptr);
+        _exit(127);
     }
     int status = 0;
     struct rusage ru {};
@@ -151,6 +159,8 @@ int main(int argc, char** argv) {
     int runs = 3;
     std::string dir;
     bool keep = false;
+    if (argc == 3 && std::strcmp(argv[1], "--scan-only") == 0)
+        return scan_only(argv[2]);
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
         if (a == "--scale" && i + 1 < argc)

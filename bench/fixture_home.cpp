@@ -258,11 +258,11 @@ void ides_and_misc(Gen& g) {
                        ".log",
                    g.small_size());
     }
-    for (int v = 0; v < 4; ++v)
+    for (int v = 0; v < 4; ++v) {
+        const std::string bundle = ".config/Code/CachedData/" + g.hex(40) + "/chrome/js/f";
         for (int f = 0; f < g.n(500); ++f)
-            g.file(".config/Code/CachedData/" + g.hex(40) + "/chrome/js/f" + std::to_string(f) +
-                       ".code",
-                   g.small_size());
+            g.file(bundle + std::to_string(f) + ".code", g.small_size());
+    }
     for (int e = 0; e < g.n(60); ++e)
         for (int f = 0; f < 40; ++f)
             g.file(".vscode/extensions/publisher.ext" + std::to_string(e) + "-1." +

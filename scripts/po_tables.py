@@ -13,9 +13,11 @@ message that names the file and the text:
   - a text with a placeholder is not flagged c-format (msgfmt -c would then
     not check it);
   - the English catalogue says something other than the text itself.
-An empty or fuzzy translation counts as untranslated: the table gets the
-English text, and the count per language is printed. With --strict an
-untranslated text is an error too.
+An empty or fuzzy translation counts as untranslated, and an untranslated
+text is an error as well: every language must be complete. With --no-strict
+(for a catalogue that is still being written) an untranslated text only gets
+the English text in the table and is counted; the count per language is
+printed either way.
 
 Only the Python standard library is used.
 """
@@ -458,7 +460,13 @@ def main(argv):
     ap.add_argument("--pot", required=True, help="the template, quillet.pot")
     ap.add_argument("--po-dir", required=True, help="folder holding <code>.po per language")
     ap.add_argument("--output", required=True, help="the C++ source to write")
-    ap.add_argument("--strict", action="store_true", help="an untranslated text is an error")
+    ap.add_argument(
+        "--strict",
+        action=argparse.BooleanOptionalAction,
+        default=True,
+        help="an untranslated text is an error (the default); with --no-strict it is only "
+        "counted and shows in English",
+    )
     ap.add_argument(
         "--languages",
         help="comma-separated codes to build, in this order (default: all built-in languages)",

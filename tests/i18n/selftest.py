@@ -5,6 +5,9 @@ text) and, for the generator, whether the table source was written.
 
     selftest.py --case NAME --fixtures DIR [--xgettext PATH]
 
+The case "catalogues" runs the generator on the real catalogues in po/
+instead, with its default strictness, whatever the build was configured with.
+
 Each case is one ctest test. Everything written goes into a temporary folder
 that this script makes and removes.
 """
@@ -22,14 +25,30 @@ CHECKER = os.path.join(HERE, "check_keys.py")
 
 # Generator cases: fixture folder, extra arguments, expected success, and the
 # patterns that must appear in the output (stdout and stderr together).
+# Strict is the default: only --no-strict lets an untranslated text through.
 GENERATOR_CASES = {
     "ok": (
         "ok",
-        [],
+        ["--no-strict"],
         True,
         [r"en\.po: 0 of 4 texts untranslated", r"de\.po: 2 of 4 texts untranslated"],
     ),
+    "complete": (
+        "complete",
+        [],
+        True,
+        [r"en\.po: 0 of 4 texts untranslated", r"de\.po: 0 of 4 texts untranslated"],
+    ),
     "strict": (
+        "ok",
+        [],
+        False,
+        [
+            r'ok/de\.po: error: the text "%s of %s" is not translated',
+            r'ok/de\.po: error: the text "Tab\\there \\"quoted\\" back\\\\slash" is not translated',
+        ],
+    ),
+    "strict_flag": (
         "ok",
         ["--strict"],
         False,
@@ -110,6 +129,20 @@ OK_LANGS = """const LangEntry LANGS[] = {
     {"en", "English", false, VALUES_en},
     {"de", "Deutsch", false, VALUES_de},
 };"""
+
+# What the "complete" case must have written: every German text translated.
+COMPLETE_GERMAN = """const char* const VALUES_de[] = {
+    "%s freigegeben",
+    "%s von %s",
+    "Abbrechen",
+    "Tabulator\\thier \\"zitiert\\" R\u00fcck\\\\strich",
+};"""
+
+# The parts of the table source that each successful case must have written.
+EXPECTED_TABLE = {
+    "ok": (OK_TABLE, OK_GERMAN, OK_LANGS),
+    "complete": (OK_TABLE, COMPLETE_GERMAN, OK_LANGS),
+}
 
 # Key-check cases: source folder, known-unused list, expected success, patterns.
 KEY_CASES = {
@@ -205,12 +238,45 @@ def generator_case(name, fixtures, failures):
             return
         with open(out, encoding="utf-8") as f:
             table = f.read()
-        for part in (OK_TABLE, OK_GERMAN, OK_LANGS):
+        for part in EXPECTED_TABLE[name]:
             if part not in table:
                 failures.append("the table source lacks:\n" + part)
-        for word in ("Tabulator", "Alter Text", "Old text"):
+        stray = ["Alter Text", "Old text"]
+        if name == "ok":
+            stray.append("Tabulator")  # the fuzzy translation
+        for word in stray:
             if word in table:
                 failures.append(f"a fuzzy or obsolete entry reached the table: {word!r}")
+
+
+def catalogues_case(failures):
+    """The real catalogues in po/: the default, strict run accepts them and
+    counts no untranslated text in any language."""
+    root = os.path.join(HERE, "..", "..")
+    with tempfile.TemporaryDirectory(prefix="quillet-po-") as tmp:
+        out = os.path.join(tmp, "i18n_data.cpp")
+        status, output = run(
+            [
+                sys.executable,
+                GENERATOR,
+                "--pot",
+                os.path.join(root, "po", "quillet.pot"),
+                "--po-dir",
+                os.path.join(root, "po"),
+                "--output",
+                out,
+            ]
+        )
+        if status != 0:
+            failures.append(f"the generator failed on po/ with exit status {status}")
+        if not os.path.exists(out):
+            failures.append("the table source was not written")
+    counts = re.findall(r"^po_tables: (\w+)\.po: (\d+) of (\d+) texts untranslated$", output, re.M)
+    if len(counts) != 22:
+        failures.append(f"expected a count for 22 languages, found {len(counts)}")
+    for code, untranslated, total in counts:
+        if untranslated != "0":
+            failures.append(f"{code}.po: {untranslated} of {total} texts untranslated")
 
 
 def key_case(name, fixtures, xgettext, failures):
@@ -248,6 +314,8 @@ def main(argv):
         generator_case(name, args.fixtures, failures)
     elif kind == "keys" and name in KEY_CASES:
         key_case(name, args.fixtures, args.xgettext, failures)
+    elif args.case == "catalogues":
+        catalogues_case(failures)
     else:
         print(f"selftest: unknown case {args.case!r}", file=sys.stderr)
         return 2

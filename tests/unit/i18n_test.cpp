@@ -382,6 +382,7 @@ TEST_F(I18nTr, CancelInGermanGivesTheGermanTableEntry) {
     ASSERT_GE(cancel, 0);
     ASSERT_EQ(i18n_data::LANGS[GERMAN].values, i18n_data::VALUES_de);
     EXPECT_EQ(i18n.tr("Cancel"), i18n_data::VALUES_de[cancel]);
+    EXPECT_STREQ(i18n.tr("Cancel"), "Abbrechen");
 }
 
 TEST_F(I18nTr, UnknownTextComesBackAsTheSamePointer) {

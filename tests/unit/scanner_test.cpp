@@ -528,6 +528,16 @@ TEST(ScannerProjects, ClaimedFoldersOfOtherCategoriesAreNotEntered) {
               std::vector<std::string>{root + "/proj/src/build"});
 }
 
+TEST(ScannerProjects, ClaimedFoldersDirectlyInsideTheRootAreNotEnteredEither) {
+    test_env::TempHome home;
+    const std::string root = home.path("r");
+    make_dirs(root + "/node_modules/x/build");
+    make_dirs(root + "/.venv/build");
+    make_dirs(root + "/build");
+    EXPECT_EQ(paths_of(scanner::list(project_row(root, {"build"}), nullptr)),
+              std::vector<std::string>{root + "/build"});
+}
+
 TEST(ScannerProjects, DepthFiveIsFoundAndSixIsNot) {
     test_env::TempHome home;
     const std::string root = home.path("r");

@@ -152,11 +152,12 @@ void App::draw_sidebar() {
         else if (m_hover_act == act && m_hover_index == index)
             fill_round_rect(r, 9, m_palette.text, 0.05);
         draw_icon_chip(glyph, rect(r.x + 9, r.y + 9, SIDE_CHIP, SIDE_CHIP), chip_colour);
-        const double title_w = row_w - (badge_w > 0 ? 90 : 55);
-        draw_label(truncate_to_width(title, title_font, title_w), title_font,
-                   rect(r.x + 47, r.y + 6, title_w, 18), m_palette.text);
-        draw_label(truncate_to_width(second, Font::Caption, row_w - 55), Font::Caption,
-                   rect(r.x + 47, r.y + 29, row_w - 55, 14), m_palette.secondary);
+        // A badge at the right takes room from both lines, not only the title.
+        const double text_w = row_w - (badge_w > 0 ? 90 : 55);
+        draw_label(truncate_to_width(title, title_font, text_w), title_font,
+                   rect(r.x + 47, r.y + 6, text_w, 18), m_palette.text);
+        draw_label(truncate_to_width(second, Font::Caption, text_w), Font::Caption,
+                   rect(r.x + 47, r.y + 29, text_w, 14), m_palette.secondary);
         add_target(r, act, index);
         return r;
     };

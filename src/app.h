@@ -72,6 +72,27 @@ struct CatState {
     }
 };
 
+// The layouts of texts drawn recently, keyed by font and text, so that a
+// frame showing what the last one showed shapes no text again. Owns one
+// reference to each layout. Interface thread only.
+class TextLayoutCache {
+public:
+    TextLayoutCache() = default;
+    ~TextLayoutCache();
+    TextLayoutCache(const TextLayoutCache&) = delete;
+    TextLayoutCache& operator=(const TextLayoutCache&) = delete;
+
+    // A borrowed layout, or null.
+    PangoLayout* find(const std::string& key) const;
+    // Takes over the reference; the cache empties itself when it grows large.
+    void put(const std::string& key, PangoLayout* layout);
+    void clear();
+    size_t size() const { return m_map.size(); }
+
+private:
+    std::unordered_map<std::string, PangoLayout*> m_map;
+};
+
 class App {
 public:
     // Clickable actions; the number of each is stable.
@@ -183,8 +204,98 @@ public:
     int64_t total_reclaimable() const;
     int64_t safe_reclaimable() const;
 
-    // Rendering (app_render.cpp). Draws one frame with the given context.
+    // ---- Rendering (app_render*.cpp) ----
+    // Everything below draws with m_cr and is valid only while a frame is
+    // being drawn. Rectangles are given in left-to-right layout coordinates;
+    // the primitives mirror them for right-to-left languages, so page code
+    // never tests m_rtl for placement.
+
+    // Draws one frame with the given context: the window's draw callback and
+    // render_offscreen() both come here.
     void draw_all(cairo_t* cr);
+    // Draws one frame of the given size onto any Cairo context (an image
+    // surface in tests and benchmarks). Needs no window: without one, the
+    // text is laid out with the default font map.
+    void render_offscreen(cairo_t* cr, double width, double height);
+
+    // Text (app_render.cpp).
+    enum class Font : int {
+        Body = 0,
+        BodyBold = 1,
+        Caption = 2,
+        CaptionBold = 3,
+        Title = 4,
+        Hero = 5,
+        Mono = 6,
+        MonoBold = 7,
+    };
+    // A new layout of the whole text in the font; the caller releases it.
+    PangoLayout* layout_for(const std::string& text, Font font);
+    double measure_text(const std::string& text, Font font);
+    double font_height(Font font);
+    // Paths, sizes and commands keep their left-to-right order inside
+    // right-to-left text.
+    std::string ltr(const std::string& text) const;
+    std::string truncate_to_width(const std::string& text, Font font, double max_w);
+    std::string truncate_path_middle(const std::string& text, Font font, double max_w);
+    std::vector<std::string> wrap_text(const std::string& text, Font font, double max_w);
+
+    // Shapes (app_render.cpp).
+    RectF mirror(RectF r) const;
+    void round_rect_path(RectF r, double radius);
+    void fill_rgb(RectF r, const Rgb& colour, double alpha);
+    void fill_rect(RectF r, const std::string& colour, double alpha);
+    void fill_round_rect(RectF r, double radius, const std::string& colour, double alpha);
+    void fill_round_rect_gradient(RectF r, double radius, const std::string& first,
+                                  const std::string& second, double alpha);
+    void stroke_round_rect(RectF r, double radius, const std::string& colour, double line_width,
+                           double alpha);
+    void draw_hairline(double y, double x1, double x2);
+    void draw_bar(RectF r, double fraction, const std::string& colour);
+
+    // Labels return the drawn width; 0 without drawing for an empty text or a
+    // colour that does not parse. They neither clip nor truncate.
+    double draw_label_rgb(const std::string& text, Font font, RectF r, const Rgb& colour,
+                          double alpha);
+    double draw_label(const std::string& text, Font font, RectF r, const std::string& colour,
+                      double alpha = 1.0);
+    double draw_label_right(const std::string& text, Font font, RectF r, const std::string& colour,
+                            double alpha = 1.0);
+    double draw_label_center(const std::string& text, Font font, RectF r, const std::string& colour,
+                             double alpha = 1.0);
+
+    // Symbols, chips, pills and buttons (app_render_glyphs.cpp).
+    void draw_glyph(Glyph glyph, RectF r, const Rgb& colour);
+    void draw_icon_chip(Glyph glyph, RectF r, const std::string& colour);
+    // Returns the pill's rectangle: label width + 14 by font height + 5.
+    RectF draw_pill(double x, double y, const std::string& label, Font font,
+                    const std::string& colour, double bg_alpha);
+    // Returns the button's rectangle; the caller registers its target.
+    RectF draw_button(double x, double y, const std::string& label, bool primary, bool enabled);
+
+    // The frame (app_render_frame.cpp).
+    void compute_layout();
+    void add_target(RectF r, Act act, int index);
+    void draw_toolbar();
+    void draw_sidebar();
+    void draw_content();
+    void draw_scroll_indicator();
+    void draw_footer();
+
+    // The overview (app_render_overview.cpp).
+    void draw_overview();
+    void draw_hero_card(RectF r);
+    void draw_donut(RectF r);
+    // Draws the biggest consumers from *y on and advances *y by the height used.
+    void draw_top_consumers(RectF block, double* y);
+    void draw_scanning_state(RectF r);
+    void draw_empty_state(RectF r);
+
+    // The category page and the manual-removal page (app_render_detail.cpp).
+    void draw_category_detail();
+    void draw_item_row(const Item& item, int index, RectF r, int64_t cat_total,
+                       const std::string& accent);
+    void draw_manual_list();
 
     // GTK trampolines; each gets the App as its user data.
     static gboolean on_draw_cb(GtkWidget* widget, cairo_t* cr, gpointer self);
@@ -267,4 +378,14 @@ public:
     RectF m_r_sidebar;
     RectF m_r_content;
     RectF m_r_footer;
+
+    // ---- Text metrics and layouts kept between frames ----
+    double m_font_h[8] = {-1, -1, -1, -1, -1, -1, -1, -1};
+    TextLayoutCache m_layouts;
+    // Truncations already worked out, keyed by kind, font, width and text.
+    std::unordered_map<std::string, std::string> m_fitted;
+    void remember_fit(const std::string& key, const std::string& result);
+    // The shared layout of a text in a font, laid out once and kept; not to
+    // be released or changed by the caller.
+    PangoLayout* shared_layout(const std::string& text, Font font);
 };

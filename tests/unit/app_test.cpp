@@ -273,22 +273,22 @@ TEST(AppScroll, LeftRightAndEndDoNothing) {
     EXPECT_EQ(app.m_scroll, 100);
 }
 
-TEST(AppRender, AFrameFillsTheCanvasWithTheWindowColour) {
+TEST(AppRender, AFrameFillsTheContentAreaWithTheWindowColour) {
     test_env::TempHome home;
     App app;
-    cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 64, 48);
+    cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 400, 300);
     cairo_t* cr = cairo_create(surface);
-    app.m_width = 64;
-    app.m_height = 48;
     app.m_targets = {target(0, 0, 5, 5, App::Act::About)};
-    app.draw_all(cr);
-    EXPECT_EQ(pixel_hex(surface, 0, 0), "#F2F1F4");
-    EXPECT_EQ(pixel_hex(surface, 63, 47), "#F2F1F4");
-    EXPECT_TRUE(app.m_targets.empty()) << "each frame starts with no targets";
+    app.render_offscreen(cr, 400, 300);
+    // The content area's top right corner: no page draws there.
+    EXPECT_EQ(pixel_hex(surface, 390, 50), "#F2F1F4");
+    for (const App::HitTarget& t : app.m_targets)
+        EXPECT_FALSE(t.rect.w == 5 && t.rect.h == 5) << "each frame starts with no targets";
 
     app.m_palette = Palette::dark_();
-    app.draw_all(cr);
-    EXPECT_EQ(pixel_hex(surface, 32, 24), "#1C1C1E");
+    app.render_offscreen(cr, 400, 300);
+    EXPECT_EQ(pixel_hex(surface, 390, 50), "#1C1C1E");
+    EXPECT_EQ(app.m_cr, nullptr) << "the context is only held while drawing";
     cairo_destroy(cr);
     cairo_surface_destroy(surface);
 }

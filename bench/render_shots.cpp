@@ -1,0 +1,122 @@
+// Writes PNG pictures of the interface drawn offscreen from in-memory
+// category states: the overview, a category page, the "Remove manually"
+// page, the scanning and the empty state, in the light and dark palettes and
+// mirrored for a right-to-left language. Reads and writes nothing but the
+// pictures in the folder it is given.
+//
+// usage: render_shots OUTPUT_DIR [WIDTH HEIGHT]
+// Exits 1 when a picture could not be written.
+
+#include "app.h"
+#include "fixture_states.h"
+#include "i18n.h"
+
+#include <cairo.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <glib.h>
+#include <string>
+
+namespace {
+
+// A home that exists only as text in the fixture's paths.
+const char* const HOME = "/home/dev";
+
+int failures = 0;
+
+void shot(App& app, const std::string& file, int w, int h) {
+    cairo_surface_t* s = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, w, h);
+    cairo_t* cr = cairo_create(s);
+    // Two frames: hover and targets settle against the previous one.
+    app.render_offscreen(cr, w, h);
+    app.render_offscreen(cr, w, h);
+    cairo_destroy(cr);
+    if (cairo_surface_write_to_png(s, file.c_str()) != CAIRO_STATUS_SUCCESS) {
+        std::fprintf(stderr, "could not write %s\n", file.c_str());
+        ++failures;
+    } else {
+        std::printf("%s\n", file.c_str());
+    }
+    cairo_surface_destroy(s);
+}
+
+void fill(App& app, time_t now) {
+    app.m_cats = fixture::states(HOME, now);
+    for (CatState& c : app.m_cats)
+        if (c.def.id == "nodeModules")
+            for (size_t i = 0; i < c.items.size(); i += 3)
+                c.items[i].selected = true;
+    app.m_manual.clear();
+    const char* reasons[] = {"Read-only location", "Permission denied", ""};
+    for (int i = 0; i < 3; ++i) {
+        Item it;
+        it.name = i == 0 ? "node_modules" : (i == 1 ? "caches" : "android-34");
+        it.path = std::string(HOME) +
+                  (i == 0 ? "/projects/shared-readonly/frontend/node_modules"
+                          : (i == 1 ? "/.gradle/caches" : "/Android/Sdk/system-images/android-34"));
+        it.detail = reasons[i];
+        app.m_manual.push_back(it);
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 2) {
+        std::fprintf(stderr, "usage: render_shots OUTPUT_DIR [WIDTH HEIGHT]\n");
+        return 2;
+    }
+    const std::string dir = argv[1];
+    const int w = argc >= 4 ? std::atoi(argv[2]) : 1100;
+    const int h = argc >= 4 ? std::atoi(argv[3]) : 720;
+    g_mkdir_with_parents(dir.c_str(), 0755);
+    const time_t now = time(nullptr);
+
+    struct Variant {
+        const char* name;
+        bool dark;
+        const char* lang;
+    };
+    for (const Variant& v : {Variant{"light", false, "en"}, Variant{"dark", true, "en"},
+                             Variant{"rtl-dark", true, "ar"}}) {
+        I18n::instance().set_language(v.lang);
+        App app;
+        app.m_dark = v.dark;
+        app.m_palette = Palette::for_theme(v.dark);
+        fill(app, now);
+        const std::string prefix = dir + "/offscreen-" + v.name + "-";
+
+        app.m_selection.clear();
+        shot(app, prefix + "overview.png", w, h);
+        app.m_scroll = 400;
+        shot(app, prefix + "overview-scrolled.png", w, h);
+        app.m_scroll = 0;
+
+        app.m_selection = "nodeModules";
+        shot(app, prefix + "category.png", w, h);
+        app.m_selection = "androidSystemImages";
+        shot(app, prefix + "category-keep.png", w, h);
+
+        app.m_selection = "__manual__";
+        shot(app, prefix + "manual.png", w, h);
+
+        app.m_selection.clear();
+        for (CatState& c : app.m_cats) {
+            c.items.clear();
+            c.did_scan = false;
+        }
+        app.m_cats[0].did_scan = true;
+        app.m_cats[1].scanning = true;
+        app.m_scanning = true;
+        shot(app, prefix + "scanning.png", w, h);
+        app.m_scanning = false;
+        for (CatState& c : app.m_cats) {
+            c.did_scan = true;
+            c.scanning = false;
+        }
+        app.m_manual.clear();
+        shot(app, prefix + "empty.png", w, h);
+    }
+    return failures == 0 ? 0 : 1;
+}

@@ -1,6 +1,6 @@
 # Shared helpers for the end-to-end tests. Each test sources this file, runs
-# inside `xvfb-run` (and `dbus-run-session` where it needs a bus), and drives
-# the real program with xdotool.
+# inside `dbus-run-session` on an X server of its own (e2e_own_display), and
+# drives the real program with xdotool.
 #
 # Every test gets a private home made with mktemp; e2e_cleanup removes it and
 # nothing else. The real home directory is never read or written.

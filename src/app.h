@@ -297,6 +297,24 @@ public:
                        const std::string& accent);
     void draw_manual_list();
 
+    // ---- Overlays (app_render_overlay.cpp, app_render_settings.cpp) ----
+    // Drawn last in a frame while m_overlay is not None. The overlay empties
+    // the hit targets first and lays a CloseOverlay target over the dimmed
+    // window, so only its own controls can be clicked while it is open.
+    void draw_overlay();
+    // The message card of show_dialog(): title, wrapped message, buttons
+    // from the right, each a DialogButton target whose index is its id.
+    void draw_dialog();
+    void draw_about();
+    void draw_settings();
+    // The settings card's sections, each from the running y of its top,
+    // returning the height it takes. With draw false they only measure, so
+    // the card's height and the drawing come from the same arithmetic.
+    double draw_settings_appearance(RectF inner, double y, bool draw);
+    double draw_settings_language(RectF inner, double y, bool draw);
+    double draw_settings_projects(RectF inner, double y, bool draw);
+    double draw_settings_file_manager(RectF inner, double y, bool draw);
+
     // GTK trampolines; each gets the App as its user data.
     static gboolean on_draw_cb(GtkWidget* widget, cairo_t* cr, gpointer self);
     static gboolean on_button_press_cb(GtkWidget* widget, GdkEventButton* ev, gpointer self);

@@ -60,6 +60,8 @@ void App::draw_all(cairo_t* cr) {
     draw_sidebar();
     draw_content();
     draw_footer();
+    if (m_overlay != Overlay::None)
+        draw_overlay();
 }
 
 void App::compute_layout() {

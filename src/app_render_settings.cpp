@@ -140,9 +140,9 @@ double App::draw_settings_appearance(RectF inner, double y, bool draw) {
         const char* value;
         int index;
     };
-    const Choice choices[] = {{"Automatic", "auto", render::THEME_AUTO},
-                              {"Light", "light", render::THEME_LIGHT},
-                              {"Dark", "dark", render::THEME_DARK}};
+    const Choice choices[] = {{tr_noop("Automatic"), "auto", render::THEME_AUTO},
+                              {tr_noop("Light"), "light", render::THEME_LIGHT},
+                              {tr_noop("Dark"), "dark", render::THEME_DARK}};
     // Three equal choices, as wide as the widest label needs.
     double cw = 96;
     for (const Choice& c : choices)

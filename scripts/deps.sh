@@ -21,8 +21,9 @@ packages=(
     # End-to-end tests: a virtual X server, input and screenshots, window queries
     # and polite close requests (WM_DELETE_WINDOW) without a window manager.
     xvfb xauth xdotool imagemagick x11-utils python3-xlib
-    # A private session bus and stand-in desktop services for tests.
-    dbus python3-dbusmock python3-gi
+    # A private session bus and stand-in desktop services for tests, the
+    # Python bindings the tests drive them with, and gdbus for shell scripts.
+    dbus python3-dbusmock python3-gi python3-dbus libglib2.0-bin
     # Fonts for all 22 interface languages: Latin, Greek and Cyrillic (DejaVu),
     # Hebrew and Arabic (Noto), Japanese, Korean and Chinese (Noto CJK).
     fonts-dejavu-core fonts-noto-core fonts-noto-cjk

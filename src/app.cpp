@@ -4,6 +4,7 @@
 
 #include "app.h"
 
+#include "desktop_theme.h"
 #include "i18n.h"
 #include "settings.h"
 #include "window_manager.h"
@@ -54,6 +55,8 @@ int App::run(int argc, char** argv) {
 
     build_window();
     apply_theme();
+    // Runs on the main loop, so it may re-apply the theme directly.
+    desktop_theme::watch([this] { apply_theme(); });
 
     load_categories();
     start_scan();
@@ -119,9 +122,14 @@ void App::build_window() {
 }
 
 void App::apply_theme() {
-    // "auto" and unknown values are meant to follow the desktop's colour
-    // scheme; the desktop is not asked yet, so for now they mean light.
-    m_dark = SettingsStore::instance().get().theme == "dark";
+    // "auto", and any value this version does not know, follow the desktop.
+    const std::string& theme = SettingsStore::instance().get().theme;
+    if (theme == "dark")
+        m_dark = true;
+    else if (theme == "light")
+        m_dark = false;
+    else
+        m_dark = desktop_theme::prefers_dark();
     m_palette = Palette::for_theme(m_dark);
     if (GtkSettings* settings = gtk_settings_get_default())
         g_object_set(settings, "gtk-application-prefer-dark-theme", m_dark ? TRUE : FALSE, nullptr);

@@ -6,10 +6,19 @@
 // symbolic link is ever followed below the opened parent and no other mounted
 // file system is entered. Runs on the deletion worker thread; it touches no
 // interface state and hands its result back whole. Any thread may call it.
+//
+// Desktop (shell_ops_desktop.cpp, GLib, GIO and GTK): shows items in the file
+// manager, names it, lets the user pick a folder and opens links. Interface
+// thread only. A bus call waits at most two seconds, so a hung file manager
+// stalls the interface for no longer than that per call.
 #pragma once
 
 #include <string>
 #include <vector>
+
+// Named here without the toolkit's headers, which the deletion half must not
+// pull in; the declaration is the toolkit's own.
+typedef struct _GtkWindow GtkWindow;
 
 namespace shell_ops {
 
@@ -30,5 +39,31 @@ struct DeleteResult {
 // only be emptied in part stays, with what could not be removed, and is
 // reported as failed.
 DeleteResult delete_permanently(const std::vector<std::string>& paths);
+
+// ---- Desktop ----
+
+// The user's own file-manager command made ready to start: split the way a
+// shell would split it, then every "%s" in every argument replaced by the
+// path. Splitting first keeps a path with blanks or quotes in one argument.
+// Empty when the command cannot be split or holds no word.
+std::vector<std::string> command_argv(const std::string& command, const std::string& path);
+
+// Shows a file or folder in the file manager: the user's own command when one
+// is set (and nothing else then), else the file manager over the session bus,
+// else the desktop's default handler for the folder. True when some program
+// took the request.
+bool reveal_in_file_manager(const std::string& path);
+
+// The name of the file manager in use, for the settings page: the program
+// that owns the file-manager service on the session bus, else the default
+// application for folders; empty when neither is known.
+std::string detect_file_manager();
+
+// The desktop's own folder chooser, modal over `parent` (may be null). The
+// chosen folder, or empty when the user cancels.
+std::string pick_folder(GtkWindow* parent);
+
+// Opens a link with the desktop's default handler; failures are not reported.
+void open_url(const std::string& url);
 
 } // namespace shell_ops

@@ -8,7 +8,7 @@ set -euo pipefail
 
 if [[ -z "${QUILLET_E2E_INNER:-}" ]]; then
     export QUILLET_E2E_INNER=1
-    exec dbus-run-session -- xvfb-run -a -s "-screen 0 1920x1080x24" bash "$0" "$@"
+    exec dbus-run-session -- bash "$0" "$@"
 fi
 
 source "$(dirname "$0")/lib.sh"
@@ -16,6 +16,8 @@ app=$1
 make_home=$2
 trap 'chmod -R u+rwx "$HOME/code/project-3/build" 2>/dev/null || true; e2e_cleanup' EXIT
 e2e_make_home
+# A server of its own: tests that run side by side never share one.
+e2e_own_display -screen 0 1920x1080x24
 unset WAYLAND_DISPLAY
 
 entries=$("$make_home" "$HOME" 0.1)

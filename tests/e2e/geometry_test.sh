@@ -16,7 +16,7 @@ if [[ -z "${QUILLET_E2E_INNER:-}" ]]; then
     # The program is started three times; -noreset keeps the X server from
     # resetting when one run's connection closes, which a next run starting
     # at that moment would find refusing connections.
-    exec dbus-run-session -- xvfb-run -a -s "-screen 0 1920x1080x24 -noreset" bash "$0" "$@"
+    exec dbus-run-session -- bash "$0" "$@"
 fi
 
 source "$(dirname "$0")/lib.sh"
@@ -24,6 +24,8 @@ app=$1
 shots=$2
 trap e2e_cleanup EXIT
 e2e_make_home
+# A server of its own: tests that run side by side never share one.
+e2e_own_display -screen 0 1920x1080x24
 unset WAYLAND_DISPLAY
 
 cfg="$XDG_CONFIG_HOME/Quillet"

@@ -1,6 +1,6 @@
 # Shared helpers for the end-to-end tests. Each test sources this file, runs
-# inside `xvfb-run` (and `dbus-run-session` where it needs a bus), and drives
-# the real program with xdotool.
+# inside `dbus-run-session` on an X server of its own (e2e_own_display), and
+# drives the real program with xdotool.
 #
 # Every test gets a private home made with mktemp; e2e_cleanup removes it and
 # nothing else. The real home directory is never read or written.
@@ -27,6 +27,10 @@ e2e_make_home() {
 e2e_cleanup() {
     if [[ -n "${E2E_PID:-}" ]] && kill -0 "$E2E_PID" 2>/dev/null; then
         kill -9 "$E2E_PID" 2>/dev/null || true
+    fi
+    if [[ -n "${E2E_XVFB_PID:-}" ]]; then
+        kill "$E2E_XVFB_PID" 2>/dev/null || true
+        wait "$E2E_XVFB_PID" 2>/dev/null || true
     fi
     case "${E2E_ROOT:-}" in
     "${TMPDIR:-/tmp}"/quillet-e2e-*) rm -rf -- "$E2E_ROOT" ;;
@@ -77,4 +81,25 @@ e2e_close_and_wait() {
         sleep 0.1
     done
     fail "the program did not end within $limit seconds of the close request"
+}
+
+# Starts a virtual X server of this test's own and points DISPLAY at it. The
+# server picks a free display number itself (-displayfd), so tests running at
+# the same time never end up on one server, which `xvfb-run -a` can do when
+# two of them choose a number at the same moment. Extra arguments go to Xvfb
+# (for example "-screen 0 1280x800x24"). e2e_cleanup stops the server.
+e2e_own_display() {
+    local number_file="$E2E_ROOT/display" i
+    : >"$number_file"
+    Xvfb -displayfd 3 -nolisten tcp -noreset "$@" 3>"$number_file" >"$E2E_ROOT/xvfb.log" 2>&1 &
+    E2E_XVFB_PID=$!
+    for i in $(seq 1 100); do
+        if [[ -s "$number_file" ]]; then
+            export DISPLAY=":$(head -n 1 "$number_file")"
+            return 0
+        fi
+        kill -0 "$E2E_XVFB_PID" 2>/dev/null || fail "Xvfb did not start: $(cat "$E2E_ROOT/xvfb.log")"
+        sleep 0.1
+    done
+    fail "Xvfb gave no display number within 10 seconds"
 }

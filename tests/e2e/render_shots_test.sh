@@ -12,7 +12,7 @@ set -euo pipefail
 if [[ -z "${QUILLET_E2E_INNER:-}" ]]; then
     export QUILLET_E2E_INNER=1
     # A private session bus; -noreset keeps the X server up between the runs.
-    exec dbus-run-session -- xvfb-run -a -s "-screen 0 1920x1080x24 -noreset" bash "$0" "$@"
+    exec dbus-run-session -- bash "$0" "$@"
 fi
 
 source "$(dirname "$0")/lib.sh"
@@ -20,6 +20,8 @@ app=$1
 shots=$2/render
 trap e2e_cleanup EXIT
 e2e_make_home
+# A server of its own: tests that run side by side never share one.
+e2e_own_display -screen 0 1920x1080x24
 unset WAYLAND_DISPLAY
 mkdir -p "$shots"
 

@@ -9,7 +9,7 @@ set -euo pipefail
 if [[ -z "${QUILLET_E2E_INNER:-}" ]]; then
     export QUILLET_E2E_INNER=1
     # A private session bus, so nothing talks to (or autolaunches) a desktop's.
-    exec dbus-run-session -- xvfb-run -a -s "-screen 0 1920x1080x24" bash "$0" "$@"
+    exec dbus-run-session -- bash "$0" "$@"
 fi
 
 source "$(dirname "$0")/lib.sh"
@@ -17,6 +17,8 @@ app=$1
 shots=$2
 trap e2e_cleanup EXIT
 e2e_make_home
+# A server of its own: tests that run side by side never share one.
+e2e_own_display -screen 0 1920x1080x24
 unset WAYLAND_DISPLAY
 
 e2e_start "$app"

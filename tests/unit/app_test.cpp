@@ -320,8 +320,12 @@ TEST(AppTheme, LightSettingGivesTheLightPalette) {
     EXPECT_EQ(app.m_palette.window, Palette::light().window);
 }
 
-TEST(AppTheme, AutoIsLightWhileTheDesktopIsNotAsked) {
+TEST(AppTheme, AutoWithoutABusOrToolkitSettingsIsLight) {
     test_env::TempHome home;
+    // A bus address where nothing listens: the desktop is asked, and neither
+    // the portal nor GTK's settings (the toolkit is not initialised) answer.
+    const std::string nowhere = "unix:path=" + home.path("no-bus");
+    test_env::ScopedEnv bus("DBUS_SESSION_BUS_ADDRESS", nowhere.c_str());
     App app;
     SettingsStore::instance().mutable_get().theme = "auto";
     app.m_palette = Palette::dark_();

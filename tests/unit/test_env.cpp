@@ -43,6 +43,11 @@ TempHome::TempHome() {
         setenv(VARS[i], dirs[i].c_str(), 1);
     }
     std::filesystem::permissions(dirs[4], std::filesystem::perms::owner_all);
+    // Nor the desktop's session bus: code that asks the desktop (the colour
+    // scheme, the file manager) finds no bus unless a test starts its own.
+    const char* bus = std::getenv("DBUS_SESSION_BUS_ADDRESS");
+    m_saved[5] = {"DBUS_SESSION_BUS_ADDRESS", bus != nullptr, bus ? bus : ""};
+    setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + m_root + "/no-bus").c_str(), 1);
 }
 
 TempHome::~TempHome() {

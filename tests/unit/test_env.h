@@ -12,7 +12,8 @@ namespace test_env {
 class TempHome {
 public:
     // Creates a fresh folder under TMPDIR (or /tmp) and points HOME,
-    // XDG_CONFIG_HOME, XDG_CACHE_HOME, XDG_DATA_HOME and XDG_RUNTIME_DIR into it.
+    // XDG_CONFIG_HOME, XDG_CACHE_HOME, XDG_DATA_HOME and XDG_RUNTIME_DIR into
+    // it, and DBUS_SESSION_BUS_ADDRESS at a bus that does not exist.
     TempHome();
     // Restores the variables and removes the folder with everything in it.
     ~TempHome();
@@ -29,7 +30,7 @@ private:
         bool was_set;
         std::string value;
     };
-    Saved m_saved[5];
+    Saved m_saved[6];
 };
 
 // Sets (or, with nullptr, removes) one environment variable for the life of

@@ -1,10 +1,12 @@
-// The application object: start-up, the window, the event loop's trampolines,
-// the poll that carries worker results to the main thread, and pointer and
-// keyboard handling. Drawing lives in app_render.cpp.
+// The application object: start-up, the window, the event loop's trampolines
+// and the poll that carries worker results to the main thread. Input lives in
+// app_input.cpp, the scan in app_scan.cpp, cleaning in app_clean.cpp and
+// drawing in app_render*.cpp.
 
 #include "app.h"
 
 #include "desktop_theme.h"
+#include "format.h"
 #include "i18n.h"
 #include "settings.h"
 #include "window_manager.h"
@@ -193,106 +195,25 @@ void App::on_poll() {
     m_scanning = false;
     m_cleaning = false;
     m_dirty = true;
-    if (m_canvas)
-        gtk_widget_queue_draw(m_canvas);
-}
-
-// ---------------------------------------------------------------------------
-// Pointer and keyboard
-// ---------------------------------------------------------------------------
-
-const App::HitTarget* App::target_at(double x, double y) const {
-    const HitTarget* found = nullptr;
-    for (const HitTarget& t : m_targets)
-        if (t.rect.contains(x, y))
-            found = &t;
-    return found;
-}
-
-void App::on_click(double x, double y, bool right) {
-    (void)right; // every clickable thing acts the same for either button
-    const HitTarget* t = target_at(x, y);
-    if (!t)
-        return;
-    const Act act = t->act;
-    const int index = t->index;
+    std::vector<std::string> failed;
+    bool pending = false;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
-        switch (act) {
-        case Act::SelectOverview:
-            m_selection.clear();
-            m_scroll = 0;
-            break;
-        case Act::SelectCategory:
-        case Act::TopConsumer:
-            if (index >= 0 && index < static_cast<int>(m_cats.size())) {
-                m_selection = m_cats[index].def.id;
-                m_scroll = 0;
-            }
-            break;
-        case Act::SelectManual:
-            m_selection = "__manual__";
-            m_scroll = 0;
-            break;
-        case Act::CancelScan:
-            m_cancel = true;
-            break;
-        case Act::About:
-            m_overlay = Overlay::About;
-            break;
-        case Act::CloseOverlay:
-            m_overlay = Overlay::None;
-            break;
-        case Act::LegendEntry:
-            m_highlight_group = (m_highlight_group == index) ? -1 : index;
-            break;
-        default:
-            break;
-        }
+        failed = m_failed_paths;
+        pending = m_failed_dialog_pending;
+        m_failed_dialog_pending = false;
     }
-    request_redraw();
-}
-
-void App::on_motion(double x, double y) {
-    m_mouse_x = x;
-    m_mouse_y = y;
-    const HitTarget* t = target_at(x, y);
-    const Act act = t ? t->act : Act::None;
-    const int index = t ? t->index : 0;
-    if (act == m_hover_act && index == m_hover_index && act != Act::LegendEntry &&
-        m_highlight_group < 0)
-        return;
-    m_hover_act = act;
-    m_hover_index = index;
-    request_redraw();
-}
-
-void App::scroll_by(double step) {
-    const double limit = std::max(0.0, m_content_height - m_r_content.h);
-    m_scroll = std::clamp(m_scroll + step, 0.0, limit);
-}
-
-void App::on_key(unsigned keyval, GdkModifierType state) {
-    (void)state;
-    const double page = std::max(80.0, m_r_content.h - 60.0);
-    switch (keyval) {
-    case GDK_KEY_Up:
-        scroll_by(-60);
-        break;
-    case GDK_KEY_Down:
-        scroll_by(60);
-        break;
-    case GDK_KEY_Page_Up:
-        scroll_by(-page);
-        break;
-    case GDK_KEY_Page_Down:
-        scroll_by(page);
-        break;
-    case GDK_KEY_Home:
-        m_scroll = 0;
-        break;
-    default:
-        return;
+    // Once per finished deletion, and only when something could not go.
+    if (pending && !failed.empty()) {
+        const I18n& i18n = I18n::instance();
+        show_dialog(
+            i18n.tr("Could not delete everything"),
+            i18n.trf("%s item(s) could not be deleted here.",
+                     ltr(fmt::count(static_cast<int64_t>(failed.size()))).c_str()) +
+                "\n" +
+                i18n.tr("Your file manager can remove them — it runs outside this app's "
+                        "restrictions. One click opens the location."),
+            {{3, i18n.tr("Show the list"), false, false}, {0, i18n.tr("Close"), false, true}});
     }
     request_redraw();
 }
@@ -350,18 +271,7 @@ gboolean App::on_scroll_cb(GtkWidget*, GdkEventScroll* ev, gpointer self) {
     default:
         break;
     }
-    // The sidebar is drawn mirrored in right-to-left mode, so test the pointer
-    // against where it is on screen.
-    RectF side = app->m_r_sidebar;
-    if (app->m_rtl)
-        side.x = static_cast<float>(app->m_width - side.x - side.w);
-    if (side.contains(ev->x, ev->y)) {
-        const double limit = std::max(0.0, app->m_sidebar_height - app->m_r_sidebar.h);
-        app->m_sidebar_scroll = std::clamp(app->m_sidebar_scroll + step, 0.0, limit);
-    } else {
-        app->scroll_by(step);
-    }
-    app->request_redraw();
+    app->scroll_at(ev->x, ev->y, step);
     return TRUE;
 }
 

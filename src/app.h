@@ -13,6 +13,7 @@
 #pragma once
 
 #include "catalog.h"
+#include "shell_ops.h"
 #include "theme.h"
 #include "window_manager.h"
 
@@ -167,11 +168,34 @@ public:
     bool position_on_a_monitor(int x, int y, int w, int h) const;
     void on_poll();
 
-    // Input: called by the trampolines below.
+    // ---- Pointer and keyboard (app_input.cpp) ----
+    // Called by the trampolines below, and by tests with target rectangles.
     void on_click(double x, double y, bool right);
     void on_motion(double x, double y);
     void on_key(unsigned keyval, GdkModifierType state);
+    // Scrolls the content pane by step pixels, kept within its content.
     void scroll_by(double step);
+    // A wheel or touchpad step at the pointer: the sidebar under it, else
+    // the content pane.
+    void scroll_at(double x, double y, double step);
+    // Acts on a pressed dialog button by its id; the dialog is closed first.
+    void press_dialog_button(int id);
+    // Starts a scan unless one or a deletion is running.
+    void rescan_if_idle();
+    // Opens the settings page with the stored file-manager command in the field.
+    void open_settings();
+    // The in-canvas field for the file-manager command on the settings page.
+    void fm_begin_edit();
+    // Ends an edit: trims, drops a command that may not be stored, saves a change.
+    void fm_commit();
+    // Whether the key was used by the field (only called while editing).
+    bool fm_key(unsigned keyval, GdkModifierType state);
+    // Inserts clipboard text at the caret: up to the first line break,
+    // without quotes, backslashes and control bytes, within 300 bytes.
+    void fm_paste(const std::string& clip);
+
+    // The maker's web site, opened from the about page.
+    static constexpr const char* WEBSITE = "https://quillet.app";
 
     // The target under a point in the last frame: the last registered one
     // containing it wins, since what is drawn later lies on top.
@@ -191,18 +215,42 @@ public:
     // thread on a private CatState, without m_mutex.
     void scan_category(CatState& cat);
 
-    // The read side, for the interface thread; hold m_mutex while a scan runs.
-    // The category named by m_selection; none for the overview and "__manual__".
     // Natural version order of two names: runs of digits compare as numbers
     // (leading zeros ignored), other bytes as bytes. Negative, zero or
     // positive as a is older than, the same as or newer than b.
     static int compare_versions(const std::string& a, const std::string& b);
 
+    // The read side, for the interface thread; hold m_mutex while a scan runs.
+    // The category named by m_selection; none for the overview and "__manual__".
     CatState* current_category();
     const CatState* current_category() const;
     std::vector<VisibleGroup> visible_groups() const;
     int64_t total_reclaimable() const;
     int64_t safe_reclaimable() const;
+
+    // ---- Selection and cleaning (app_clean.cpp) ----
+    // Ticks every Safe entry of the category except a kept newest version;
+    // other ticks stay as they are.
+    void select_all_safe(CatState& cat);
+    void select_none(CatState& cat);
+    // Over all categories; the caller holds m_mutex while a worker runs.
+    int selected_count() const;
+    int64_t selected_size() const;
+    // Opens the "Delete permanently?" dialog; nothing when nothing is ticked.
+    void confirm_clean();
+    // Starts the deletion worker unless a worker thread exists. Returns
+    // whether it started.
+    bool start_clean();
+    // The deletion worker's body: deletes every ticked entry the guard lets
+    // through and records the outcome. Runs on the worker thread.
+    void do_clean();
+    // Removes the deleted entries from the results; the caller holds m_mutex.
+    void apply_deletion(const shell_ops::DeleteResult& result);
+    void show_dialog(const std::string& title, const std::string& message,
+                     std::vector<DialogButton> buttons);
+    // Shows the path in the file manager, or says where it is when no file
+    // manager answers.
+    void reveal_or_explain(const std::string& path);
 
     // ---- Rendering (app_render*.cpp) ----
     // Everything below draws with m_cr and is valid only while a frame is

@@ -29,22 +29,22 @@ PangoFontDescription* font_description(App::Font font) {
     static PangoFontDescription* fonts[8] = {};
     static std::once_flag once;
     std::call_once(once, [] {
-        struct Spec {
+        struct FontShape {
             bool mono;
             double px;
             bool bold;
         };
-        const Spec specs[8] = {{false, 13, false},  {false, 13, true}, {false, 11, false},
-                               {false, 11, true},   {false, 19, true}, {false, 34, true},
-                               {true, 11.5, false}, {true, 13, true}};
+        const FontShape shapes[8] = {{false, 13, false},  {false, 13, true}, {false, 11, false},
+                                     {false, 11, true},   {false, 19, true}, {false, 34, true},
+                                     {true, 11.5, false}, {true, 13, true}};
         for (int i = 0; i < 8; ++i) {
             PangoFontDescription* d = pango_font_description_new();
-            pango_font_description_set_family(d, specs[i].mono ? I18n::mono_font_family()
-                                                               : I18n::instance().ui_font_family());
+            pango_font_description_set_family(
+                d, shapes[i].mono ? I18n::mono_font_family() : I18n::instance().ui_font_family());
             // Pixels, not points: the interface does not follow text scaling.
-            pango_font_description_set_absolute_size(d, specs[i].px * PANGO_SCALE);
-            pango_font_description_set_weight(d, specs[i].bold ? PANGO_WEIGHT_BOLD
-                                                               : PANGO_WEIGHT_NORMAL);
+            pango_font_description_set_absolute_size(d, shapes[i].px * PANGO_SCALE);
+            pango_font_description_set_weight(d, shapes[i].bold ? PANGO_WEIGHT_BOLD
+                                                                : PANGO_WEIGHT_NORMAL);
             fonts[i] = d;
         }
     });

@@ -123,9 +123,10 @@ void App::draw_sidebar() {
         std::lock_guard<std::mutex> lock(m_mutex);
         groups = visible_groups();
         cats.reserve(m_cats.size());
-        for (size_t i = 0; i < m_cats.size(); ++i)
+        for (size_t i = 0; i < m_cats.size(); ++i) {
             cats.push_back(render::view_of(m_cats[i], static_cast<int>(i)));
-        total = total_reclaimable();
+            total += cats.back().total; // what total_reclaimable() adds up, read once
+        }
         manual_count = m_manual.size();
     }
 
@@ -280,14 +281,18 @@ void App::draw_footer() {
     std::string status;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
+        // One pass for the selection and the reclaimable total alike: a
+        // category can hold tens of thousands of entries.
         for (const CatState& c : m_cats)
-            for (const Item& it : c.items)
+            for (const Item& it : c.items) {
+                if (it.size > 0)
+                    total += it.size;
                 if (it.selected) {
                     ++count;
                     if (it.size > 0)
                         size += it.size;
                 }
-        total = total_reclaimable();
+            }
         status = m_status_message;
     }
 

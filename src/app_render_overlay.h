@@ -14,12 +14,12 @@
 namespace render {
 
 // What the about card shows of the program and the people behind it.
-constexpr const char* ABOUT_VERSION = "1.0.2";
-constexpr const char* ABOUT_BUILD = "1003";
+constexpr const char* ABOUT_VERSION = QUILLET_VERSION;
+constexpr const char* ABOUT_BUILD = QUILLET_BUILD;
 constexpr const char* ABOUT_AUTHOR = "The Quillet developers";
 constexpr const char* ABOUT_MAKER = "Quillet";
 constexpr const char* ABOUT_COPYRIGHT = "\u00A9 2026 The Quillet developers";
-constexpr const char* WEBSITE = "https://quillet.app";
+constexpr const char* WEBSITE = App::WEBSITE;
 constexpr const char* CONTACT = "support@quillet.app";
 
 // The backdrop's black and how much of it lies over the window.

@@ -13,8 +13,8 @@
 namespace {
 
 constexpr const char* PRODUCT_NAME = "Quillet";
-constexpr const char* VERSION = "1.0.2";
-constexpr const char* BUILD = "1003";
+constexpr const char* VERSION = QUILLET_VERSION;
+constexpr const char* BUILD = QUILLET_BUILD;
 constexpr const char* SUPPORT_EMAIL = "support@quillet.app";
 constexpr const char* REPORT_FILE_NAME = "/Quillet_crash.txt";
 

@@ -1,0 +1,188 @@
+// Selection, confirmation and cleaning: counting what is ticked, the
+// "Delete permanently?" dialog, the deletion worker behind the deletion guard,
+// and what becomes of the entries that could not be deleted.
+//
+// Threads: everything here runs on the interface thread except do_clean,
+// which is the deletion worker's body; it holds m_mutex only while it collects
+// the paths and while it applies the outcome, never while deleting.
+
+#include "app.h"
+
+#include "deletion_guard.h"
+#include "format.h"
+#include "i18n.h"
+#include "shell_ops.h"
+
+#include <unordered_map>
+#include <unordered_set>
+
+// ---------------------------------------------------------------------------
+// Selection
+// ---------------------------------------------------------------------------
+
+void App::select_all_safe(CatState& cat) {
+    // The kept newest version is marked Risky already; the keep flag is
+    // checked as well so that it can never be ticked by this button.
+    for (Item& it : cat.items)
+        if (it.safety == SafetyLevel::Safe && !it.keep_hint)
+            it.selected = true;
+}
+
+void App::select_none(CatState& cat) {
+    for (Item& it : cat.items)
+        it.selected = false;
+}
+
+int App::selected_count() const {
+    int n = 0;
+    for (const CatState& c : m_cats)
+        for (const Item& it : c.items)
+            n += it.selected ? 1 : 0;
+    return n;
+}
+
+int64_t App::selected_size() const {
+    int64_t sum = 0;
+    for (const CatState& c : m_cats)
+        for (const Item& it : c.items)
+            if (it.selected && it.size > 0)
+                sum += it.size;
+    return sum;
+}
+
+// ---------------------------------------------------------------------------
+// Dialogs
+// ---------------------------------------------------------------------------
+
+void App::show_dialog(const std::string& title, const std::string& message,
+                      std::vector<DialogButton> buttons) {
+    m_dialog_title = title;
+    m_dialog_message = message;
+    m_dialog_buttons = std::move(buttons);
+    m_overlay = Overlay::Dialog;
+    request_redraw();
+}
+
+void App::confirm_clean() {
+    int count = 0;
+    int64_t size = 0;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (m_cats.empty())
+            return;
+        count = selected_count();
+        size = selected_size();
+    }
+    if (count == 0)
+        return;
+    const I18n& i18n = I18n::instance();
+    const std::string message =
+        i18n.trf("%s item(s) · %s", ltr(fmt::count(count)).c_str(), ltr(fmt::bytes(size)).c_str()) +
+        "\n" +
+        i18n.tr("This cannot be undone. Caches and build folders are recreated by their tools; "
+                "anything marked Risky is not.");
+    show_dialog(
+        i18n.tr("Delete permanently?"), message,
+        {{1, i18n.tr("Delete permanently"), true, false}, {0, i18n.tr("Cancel"), false, true}});
+}
+
+void App::reveal_or_explain(const std::string& path) {
+    if (shell_ops::reveal_in_file_manager(path))
+        return;
+    const I18n& i18n = I18n::instance();
+    show_dialog(i18n.tr("Could not open the file manager"),
+                std::string(i18n.tr("No file manager answered. The folder is here:")) + "\n\n" +
+                    ltr(path),
+                {{0, i18n.tr("Close"), false, true}});
+}
+
+// ---------------------------------------------------------------------------
+// Cleaning
+// ---------------------------------------------------------------------------
+
+bool App::start_clean() {
+    if (m_worker.joinable())
+        return false;
+    m_cleaning = true;
+    m_worker_running = true;
+    m_worker = std::thread([this] {
+        do_clean();
+        m_worker_running = false;
+    });
+    return true;
+}
+
+void App::do_clean() {
+    std::vector<std::string> paths;
+    std::unordered_map<std::string, Item> chosen; // by path, for sizes and the manual list
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        for (const CatState& c : m_cats)
+            for (const Item& it : c.items) {
+                if (!it.selected || chosen.count(it.path))
+                    continue;
+                // What the guard protects is never handed to the deletion; it
+                // stays ticked and listed.
+                if (deletion_guard::is_protected(it.path))
+                    continue;
+                paths.push_back(it.path);
+                chosen.emplace(it.path, it);
+            }
+    }
+    if (paths.empty())
+        return;
+
+    const shell_ops::DeleteResult result = shell_ops::delete_permanently(paths);
+
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        apply_deletion(result);
+        int64_t freed = 0;
+        for (const std::string& p : result.deleted) {
+            const auto found = chosen.find(p);
+            if (found != chosen.end() && found->second.size > 0)
+                freed += found->second.size;
+        }
+        m_freed_bytes = freed;
+        if (result.failed_count == 0) {
+            if (!result.deleted.empty())
+                m_status_message = I18n::instance().trf("%s freed", ltr(fmt::bytes(freed)).c_str());
+        } else {
+            m_status_message = result.error;
+            m_failed_paths = result.failed;
+            std::unordered_set<std::string> listed;
+            for (const Item& m : m_manual)
+                listed.insert(m.path);
+            for (std::size_t k = 0; k < result.failed.size(); ++k) {
+                const std::string& p = result.failed[k];
+                if (!listed.insert(p).second)
+                    continue;
+                Item entry;
+                const auto found = chosen.find(p);
+                if (found != chosen.end())
+                    entry = found->second;
+                entry.path = p;
+                entry.selected = false;
+                // The manual page shows why, as an interface text.
+                entry.detail = k < result.failed_reasons.size() ? result.failed_reasons[k] : "";
+                m_manual.push_back(std::move(entry));
+            }
+            m_failed_dialog_pending = true;
+        }
+    }
+    m_dirty = true;
+}
+
+void App::apply_deletion(const shell_ops::DeleteResult& result) {
+    const std::unordered_set<std::string> gone(result.deleted.begin(), result.deleted.end());
+    if (gone.empty())
+        return;
+    for (CatState& c : m_cats) {
+        std::vector<Item> kept;
+        kept.reserve(c.items.size());
+        for (Item& it : c.items)
+            if (!gone.count(it.path))
+                kept.push_back(std::move(it));
+        c.items = std::move(kept);
+    }
+}

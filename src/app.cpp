@@ -17,6 +17,7 @@
 #include <algorithm>
 #include <clocale>
 #include <cstdio>
+#include <cstdlib>
 
 // ---------------------------------------------------------------------------
 // Construction
@@ -48,6 +49,8 @@ int App::run(int argc, char** argv) {
     // GTK's initialisation resets the locale; numbers written to files and
     // formatted for display must keep using a point.
     setlocale(LC_NUMERIC, "C");
+    if (const char* state_file = std::getenv("QUILLET_STATE_FILE"))
+        m_state_file = state_file;
 
     SettingsStore::instance().load();
     const Settings& settings = SettingsStore::instance().get();
@@ -190,7 +193,18 @@ void App::on_poll() {
             gtk_widget_queue_draw(m_canvas);
         return;
     }
-    // A worker has finished and cleared m_worker_running as its last act.
+    finish_worker();
+    // A deletion confirmed while the scan ran starts now, from the fresh
+    // results, in which the ticks were carried over by path.
+    if (m_clean_queued) {
+        m_clean_queued = false;
+        start_clean();
+        request_redraw();
+    }
+}
+
+void App::finish_worker() {
+    // The worker has finished and cleared m_worker_running as its last act.
     m_worker.join();
     m_scanning = false;
     m_cleaning = false;
@@ -230,6 +244,7 @@ gboolean App::on_draw_cb(GtkWidget* widget, cairo_t* cr, gpointer self) {
     app->m_height = alloc.height;
     app->draw_all(cr);
     app->m_cr = nullptr;
+    app->write_state_file();
     return TRUE;
 }
 

@@ -167,6 +167,12 @@ public:
     void remember_normal_geometry();
     bool position_on_a_monitor(int x, int y, int w, int h) const;
     void on_poll();
+    // With QUILLET_STATE_FILE set, writes what the frame just drawn shows
+    // there, for the end-to-end tests (app_state_file.cpp).
+    void write_state_file();
+    // Joins a worker that has finished, clears the running flags and opens
+    // the failure dialog a deletion left pending. Interface thread only.
+    void finish_worker();
 
     // ---- Pointer and keyboard (app_input.cpp) ----
     // Called by the trampolines below, and by tests with target rectangles.
@@ -413,6 +419,12 @@ public:
     std::vector<std::string> m_failed_paths;
     bool m_failed_dialog_pending = false;
     std::vector<Item> m_manual;
+    // A confirmed deletion waiting for the running scan to finish; the poll
+    // starts it then (interface thread only).
+    bool m_clean_queued = false;
+    // Scans started since the program began; QUILLET_STATE_FILE's path.
+    int m_scans_started = 0;
+    std::string m_state_file;
 
     // ---- Scrolling and hit testing ----
     double m_scroll = 0;

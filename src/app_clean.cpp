@@ -64,6 +64,9 @@ void App::show_dialog(const std::string& title, const std::string& message,
 }
 
 void App::confirm_clean() {
+    // One deletion at a time; the footer's button is drawn disabled meanwhile.
+    if (m_cleaning)
+        return;
     int count = 0;
     int64_t size = 0;
     {

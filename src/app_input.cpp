@@ -289,7 +289,17 @@ void App::press_dialog_button(int id) {
         break;
     }
     case 1:
-        start_clean();
+        // A worker that has finished but was not yet collected by the poll
+        // is collected here, so the deletion never waits for a poll tick.
+        if (m_worker.joinable() && !m_worker_running)
+            finish_worker();
+        // A scan still running (F5 works behind the dialog): the deletion
+        // waits for it instead of deleting from results being replaced. The
+        // interface shows it as running from now on.
+        if (!start_clean()) {
+            m_clean_queued = true;
+            m_cleaning = true;
+        }
         break;
     default:
         break;

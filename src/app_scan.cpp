@@ -100,6 +100,7 @@ void App::load_categories() {
 }
 
 void App::start_scan() {
+    ++m_scans_started;
     m_cancel = true;
     if (m_worker.joinable())
         m_worker.join();

@@ -17,6 +17,7 @@
 #include <cstdlib>
 #include <glib.h>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -100,6 +101,24 @@ int main(int argc, char** argv) {
 
         app.m_selection = "__manual__";
         shot(app, prefix + "manual.png", w, h);
+
+        // The overlays, each over the page it opens from.
+        app.m_selection = "nodeModules";
+        app.confirm_clean();
+        shot(app, prefix + "dialog-confirm.png", w, h);
+        app.m_failed_paths = {app.m_manual[0].path, app.m_manual[1].path};
+        app.m_failed_dialog_pending = true;
+        app.m_worker = std::thread([] {}); // a deletion that has just ended
+        app.on_poll();
+        shot(app, prefix + "dialog-failed.png", w, h);
+        app.m_overlay = App::Overlay::About;
+        shot(app, prefix + "about.png", w, h);
+        app.open_settings();
+        app.m_fm_text = "nautilus --select %s";
+        app.fm_begin_edit();
+        shot(app, prefix + "settings.png", w, h);
+        app.m_fm_editing = false;
+        app.m_overlay = App::Overlay::None;
 
         app.m_selection.clear();
         for (CatState& c : app.m_cats) {

@@ -4,7 +4,10 @@
 // mirrored for a right-to-left language. Reads and writes nothing but the
 // pictures in the folder it is given.
 //
-// usage: render_shots OUTPUT_DIR [WIDTH HEIGHT]
+// usage: render_shots OUTPUT_DIR [WIDTH HEIGHT [LANGUAGE...]]
+// Without languages: English light and dark and Arabic dark. With languages
+// (codes such as de ja ar): each of them light and dark, for reviewing the
+// translations page by page.
 // Exits 1 when a picture could not be written.
 
 #include "app.h"
@@ -18,6 +21,7 @@
 #include <glib.h>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -65,7 +69,7 @@ void fill(App& app, time_t now) {
 
 int main(int argc, char** argv) {
     if (argc < 2) {
-        std::fprintf(stderr, "usage: render_shots OUTPUT_DIR [WIDTH HEIGHT]\n");
+        std::fprintf(stderr, "usage: render_shots OUTPUT_DIR [WIDTH HEIGHT [LANGUAGE ...]]\n");
         return 2;
     }
     const std::string dir = argv[1];
@@ -79,8 +83,22 @@ int main(int argc, char** argv) {
         bool dark;
         const char* lang;
     };
-    for (const Variant& v : {Variant{"light", false, "en"}, Variant{"dark", true, "en"},
-                             Variant{"rtl-dark", true, "ar"}}) {
+    std::vector<Variant> variants = {Variant{"light", false, "en"}, Variant{"dark", true, "en"},
+                                     Variant{"rtl-dark", true, "ar"}};
+    std::vector<std::string> names;
+    if (argc > 4) {
+        variants.clear();
+        for (int i = 4; i < argc; ++i) {
+            names.push_back(std::string(argv[i]) + "-light");
+            names.push_back(std::string(argv[i]) + "-dark");
+        }
+        for (int i = 4; i < argc; ++i) {
+            const size_t k = static_cast<size_t>(i - 4) * 2;
+            variants.push_back({names[k].c_str(), false, argv[i]});
+            variants.push_back({names[k + 1].c_str(), true, argv[i]});
+        }
+    }
+    for (const Variant& v : variants) {
         I18n::instance().set_language(v.lang);
         App app;
         app.m_dark = v.dark;

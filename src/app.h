@@ -94,6 +94,31 @@ private:
     std::unordered_map<std::string, PangoLayout*> m_map;
 };
 
+// What a frame drew, for the tests that check every language fits: while a
+// FitLog is installed in App::m_fit_log, labels, buttons, pills and overlay
+// cards note the room they were given and where they landed, and truncation
+// notes what it had to cut. Without a log nothing is noted.
+struct FitNote {
+    enum class Kind {
+        Label,  // a text; its room is the rectangle the caller handed over
+        Button, // a push button's face, sized to its label
+        Pill,   // a pill, sized to its label
+        Card,   // an overlay's card, which must stay inside the window
+        Cut,    // a text that truncation shortened to the room's width
+    };
+    Kind kind = Kind::Label;
+    std::string text; // as drawn; for Cut the text before it was cut
+    int font = 0;     // App::Font
+    double width = 0; // the text's measured width
+    RectF room;       // layout coordinates
+    RectF drawn;      // where the text or the box lands, layout coordinates
+    RectF region;     // the area it belongs to: a region of the frame or a card
+    bool overlay = false;
+};
+struct FitLog {
+    std::vector<FitNote> notes;
+};
+
 class App {
 public:
     // Clickable actions; the number of each is stable.
@@ -257,6 +282,10 @@ public:
     // Shows the path in the file manager, or says where it is when no file
     // manager answers.
     void reveal_or_explain(const std::string& path);
+    // The dialogs for a file manager that did not answer: when revealing a
+    // path, and when the settings page tested the command.
+    void explain_no_file_manager(const std::string& path);
+    void explain_file_manager_test_failed();
 
     // ---- Rendering (app_render*.cpp) ----
     // Everything below draws with m_cr and is valid only while a frame is
@@ -317,6 +346,9 @@ public:
                             double alpha = 1.0);
     double draw_label_center(const std::string& text, Font font, RectF r, const std::string& colour,
                              double alpha = 1.0);
+    // Draws without noting anything: the labels above note first.
+    double paint_label(const std::string& text, Font font, RectF r, const Rgb& colour,
+                       double alpha);
 
     // Symbols, chips, pills and buttons (app_render_glyphs.cpp).
     void draw_glyph(Glyph glyph, RectF r, const Rgb& colour);
@@ -326,6 +358,11 @@ public:
                     const std::string& colour, double bg_alpha);
     // Returns the button's rectangle; the caller registers its target.
     RectF draw_button(double x, double y, const std::string& label, bool primary, bool enabled);
+
+    // Notes for an installed FitLog; cheap no-ops without one.
+    void note_fit(FitNote::Kind kind, const std::string& text, Font font, double width, RectF room,
+                  RectF drawn);
+    void note_box(FitNote::Kind kind, const std::string& label, RectF box);
 
     // The frame (app_render_frame.cpp).
     void compute_layout();
@@ -450,6 +487,11 @@ public:
     size_t m_fm_caret = 0;
     std::string m_fm_detected;
     bool m_fm_detected_valid = false;
+
+    // ---- Fitting notes for tests (see FitLog) ----
+    FitLog* m_fit_log = nullptr;
+    RectF m_fit_region;
+    bool m_fit_overlay = false;
 
     // ---- Layout rectangles ----
     RectF m_r_toolbar;

@@ -90,12 +90,23 @@ void App::confirm_clean() {
 }
 
 void App::reveal_or_explain(const std::string& path) {
-    if (shell_ops::reveal_in_file_manager(path))
-        return;
+    if (!shell_ops::reveal_in_file_manager(path))
+        explain_no_file_manager(path);
+}
+
+void App::explain_no_file_manager(const std::string& path) {
     const I18n& i18n = I18n::instance();
     show_dialog(i18n.tr("Could not open the file manager"),
                 std::string(i18n.tr("No file manager answered. The folder is here:")) + "\n\n" +
                     ltr(path),
+                {{0, i18n.tr("Close"), false, true}});
+}
+
+void App::explain_file_manager_test_failed() {
+    const I18n& i18n = I18n::instance();
+    show_dialog(i18n.tr("File manager"),
+                i18n.tr("The file manager could not be started. Check the command, or "
+                        "empty the field to use the system default."),
                 {{0, i18n.tr("Close"), false, true}});
 }
 

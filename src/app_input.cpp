@@ -202,13 +202,8 @@ void App::on_click(double x, double y, bool right) {
         break;
     case Act::TestFileManager:
         fm_commit();
-        if (!shell_ops::reveal_in_file_manager(real_home())) {
-            const I18n& i18n = I18n::instance();
-            show_dialog(i18n.tr("File manager"),
-                        i18n.tr("The file manager could not be started. Check the command, or "
-                                "empty the field to use the system default."),
-                        {{0, i18n.tr("Close"), false, true}});
-        }
+        if (!shell_ops::reveal_in_file_manager(real_home()))
+            explain_file_manager_test_failed();
         break;
     case Act::About:
         m_overlay = Overlay::About;

@@ -170,10 +170,17 @@ std::string fit_key(char kind, const std::string& text, App::Font font, double m
 } // namespace
 
 std::string App::truncate_to_width(const std::string& text, Font font, double max_w) {
-    if (max_w <= 0)
+    if (max_w <= 0) {
+        if (m_fit_log)
+            note_fit(FitNote::Kind::Cut, text, font, measure_text(text, font),
+                     {0, 0, static_cast<float>(max_w), 0}, {});
         return ELLIPSIS;
+    }
     if (measure_text(text, font) <= max_w)
         return text;
+    if (m_fit_log)
+        note_fit(FitNote::Kind::Cut, text, font, measure_text(text, font),
+                 {0, 0, static_cast<float>(max_w), 0}, {});
     // The same text in the same room was cut the same way last frame.
     const std::string key = fit_key('e', text, font, max_w);
     if (const auto it = m_fitted.find(key); it != m_fitted.end())
@@ -359,6 +366,18 @@ double App::draw_label_rgb(const std::string& text, Font font, RectF r, const Rg
                            double alpha) {
     if (text.empty())
         return 0;
+    if (m_fit_log) {
+        // A wrapped line keeps the space it was broken at, which shows nothing.
+        const double tw = measure_text(text.substr(0, text.find_last_not_of(' ') + 1), font);
+        note_fit(FitNote::Kind::Label, text, font, tw, r, {r.x, r.y, static_cast<float>(tw), r.h});
+    }
+    return paint_label(text, font, r, colour, alpha);
+}
+
+double App::paint_label(const std::string& text, Font font, RectF r, const Rgb& colour,
+                        double alpha) {
+    if (text.empty())
+        return 0;
     PangoLayout* layout = shared_layout(text, font);
     PangoRectangle logical;
     pango_layout_get_pixel_extents(layout, nullptr, &logical);
@@ -388,9 +407,9 @@ double App::draw_label_right(const std::string& text, Font font, RectF r, const 
     if (text.empty() || !hex_to_rgb(colour, c))
         return 0;
     const double tw = measure_text(text, font);
-    return draw_label_rgb(text, font,
-                          {static_cast<float>(r.x + r.w - tw), r.y, static_cast<float>(tw), r.h}, c,
-                          alpha);
+    const RectF at{static_cast<float>(r.x + r.w - tw), r.y, static_cast<float>(tw), r.h};
+    note_fit(FitNote::Kind::Label, text, font, tw, r, at);
+    return paint_label(text, font, at, c, alpha);
 }
 
 double App::draw_label_center(const std::string& text, Font font, RectF r,
@@ -399,7 +418,32 @@ double App::draw_label_center(const std::string& text, Font font, RectF r,
     if (text.empty() || !hex_to_rgb(colour, c))
         return 0;
     const double tw = measure_text(text, font);
-    return draw_label_rgb(
-        text, font, {static_cast<float>(r.x + (r.w - tw) * 0.5), r.y, static_cast<float>(tw), r.h},
-        c, alpha);
+    const RectF at{static_cast<float>(r.x + (r.w - tw) * 0.5), r.y, static_cast<float>(tw), r.h};
+    note_fit(FitNote::Kind::Label, text, font, tw, r, at);
+    return paint_label(text, font, at, c, alpha);
+}
+
+// ---------------------------------------------------------------------------
+// Fitting notes
+// ---------------------------------------------------------------------------
+
+void App::note_fit(FitNote::Kind kind, const std::string& text, Font font, double width, RectF room,
+                   RectF drawn) {
+    if (!m_fit_log)
+        return;
+    FitNote n;
+    n.kind = kind;
+    n.text = text;
+    n.font = static_cast<int>(font);
+    n.width = width;
+    n.room = room;
+    n.drawn = drawn;
+    n.region = m_fit_region;
+    n.overlay = m_fit_overlay;
+    m_fit_log->notes.push_back(std::move(n));
+}
+
+void App::note_box(FitNote::Kind kind, const std::string& label, RectF box) {
+    if (m_fit_log)
+        note_fit(kind, label, Font::Body, box.w, box, box);
 }

@@ -56,12 +56,20 @@ void App::draw_all(cairo_t* cr) {
     m_targets.clear();
     compute_layout();
     fill_rect(rect(0, 0, m_width, m_height), m_palette.window, 1.0);
+    m_fit_overlay = false;
+    m_fit_region = m_r_toolbar;
     draw_toolbar();
+    m_fit_region = m_r_sidebar;
     draw_sidebar();
+    m_fit_region = m_r_content;
     draw_content();
+    m_fit_region = m_r_footer;
     draw_footer();
-    if (m_overlay != Overlay::None)
+    if (m_overlay != Overlay::None) {
+        m_fit_overlay = true;
+        m_fit_region = rect(0, 0, m_width, m_height);
         draw_overlay();
+    }
 }
 
 void App::compute_layout() {
@@ -326,6 +334,7 @@ void App::draw_footer() {
         stroke_round_rect(b, 9, m_palette.control_edge, 1.0, 0.5);
         draw_label_center(label, Font::Body, b, m_palette.text, 0.6);
     }
+    note_box(FitNote::Kind::Button, label, b);
     add_target(b, Act::Clean, 0);
 
     const double mid_x = column + 18;

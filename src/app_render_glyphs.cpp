@@ -267,6 +267,7 @@ RectF App::draw_pill(double x, double y, const std::string& label, Font font,
     const double h = font_height(font) + 5;
     const RectF r{static_cast<float>(x), static_cast<float>(y),
                   static_cast<float>(measure_text(label, font) + 14), static_cast<float>(h)};
+    note_box(FitNote::Kind::Pill, label, r);
     fill_round_rect(r, h / 2, colour, bg_alpha);
     draw_label_center(label, font, r, colour, 1.0);
     return r;
@@ -275,6 +276,7 @@ RectF App::draw_pill(double x, double y, const std::string& label, Font font,
 RectF App::draw_button(double x, double y, const std::string& label, bool primary, bool enabled) {
     const RectF r{static_cast<float>(x), static_cast<float>(y),
                   static_cast<float>(measure_text(label, Font::Body) + 26), 30};
+    note_box(FitNote::Kind::Button, label, r);
     const bool hovered = enabled && mirror(r).contains(m_mouse_x, m_mouse_y);
     const double alpha = enabled ? 1.0 : 0.45;
     if (primary) {

@@ -114,6 +114,9 @@ void App::draw_dialog() {
     const double x = (m_width - dw.card) / 2;
     const double y = (m_height - card_h) / 2;
     const RectF card = rect(x, y, dw.card, card_h);
+    note_box(FitNote::Kind::Card, m_dialog_title, card);
+    // Everything in the card keeps its 24-pixel margin.
+    m_fit_region = rect(x + 24, y, dw.text, card_h);
     fill_round_rect(card, 16, m_palette.bar, 1.0);
     stroke_round_rect(card, 16, m_palette.divider, 1.0, 1.0);
 
@@ -130,6 +133,7 @@ void App::draw_dialog() {
     for (auto it = m_dialog_buttons.rbegin(); it != m_dialog_buttons.rend(); ++it) {
         const double bw = measure_text(it->label, Font::Body) + 34;
         const RectF b = rect(right - bw, y + card_h - 48, bw, 34);
+        note_box(FitNote::Kind::Button, it->label, b);
         const bool hovered = mirror(b).contains(m_mouse_x, m_mouse_y);
         if (it->destructive) {
             fill_round_rect_gradient(b, 9, render::BRAND, render::BRAND_END, 1.0);
@@ -155,6 +159,8 @@ void App::draw_dialog() {
 void App::draw_about() {
     const std::string snap = render::about_snap_line();
     const RectF card = render::about_card(m_width, m_height, !snap.empty());
+    note_box(FitNote::Kind::Card, "Quillet", card);
+    m_fit_region = rect(card.x + 24, card.y, card.w - 48, card.h);
     fill_round_rect(card, 16, m_palette.bar, 1.0);
     stroke_round_rect(card, 16, m_palette.divider, 1.0, 1.0);
 
@@ -215,6 +221,7 @@ void App::draw_about() {
     const std::string close = tr("Close");
     const double bw = measure_text(close, Font::Body) + 34;
     const RectF b = rect(x + (w - bw) * 0.5, card.y + card.h - 46, bw, 34);
+    note_box(FitNote::Kind::Button, close, b);
     fill_round_rect_gradient(b, 9, render::BRAND, render::BRAND_END, 1.0);
     if (mirror(b).contains(m_mouse_x, m_mouse_y))
         fill_round_rect(b, 9, "#FFFFFF", 0.12);

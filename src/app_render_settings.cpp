@@ -113,6 +113,8 @@ void App::draw_settings() {
     const double h = sections(0, false);
     const double y = std::max(10.0, (m_height - h) / 2);
     const RectF card = rect(x, y, w, h);
+    note_box(FitNote::Kind::Card, tr("Settings"), card);
+    m_fit_region = rect(x + PAD, y, w - 2 * PAD, h);
     fill_round_rect(card, 16, m_palette.bar, 1.0);
     stroke_round_rect(card, 16, m_palette.divider, 1.0, 1.0);
 

@@ -24,6 +24,9 @@ packages=(
     # A private session bus and stand-in desktop services for tests, the
     # Python bindings the tests drive them with, and gdbus for shell scripts.
     dbus python3-dbusmock python3-gi python3-dbus libglib2.0-bin
+    # setpriv: the end-to-end test that deletes for real runs the program as
+    # nobody when the tests run as root.
+    util-linux
     # Fonts for all 22 interface languages: Latin, Greek and Cyrillic (DejaVu),
     # Hebrew and Arabic (Noto), Japanese, Korean and Chinese (Noto CJK).
     fonts-dejavu-core fonts-noto-core fonts-noto-cjk

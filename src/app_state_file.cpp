@@ -15,6 +15,8 @@
 //   item    index path selected size    (the open category's entries)
 //   manual  index path detail           (the "Remove manually" list)
 //   lang    index code                  (the languages the settings offer)
+//   pane    name x y w h                (toolbar, sidebar, content, footer;
+//                                        canvas pixels, already mirrored)
 //
 // Written to a temporary name and renamed, so a reader never sees half a
 // frame. Interface thread only.
@@ -26,6 +28,7 @@
 
 #include <cstdio>
 #include <sstream>
+#include <utility>
 
 namespace {
 
@@ -64,7 +67,19 @@ void App::write_state_file() {
             << "\trtl=" << (m_rtl ? 1 : 0) << "\ttheme=" << field(settings.theme)
             << "\tlanguage=" << field(I18n::instance().effective_language())
             << "\tfm_text=" << field(m_fm_text) << "\tfm_editing=" << (m_fm_editing ? 1 : 0)
-            << "\twidth=" << m_width << "\theight=" << m_height << "\n";
+            << "\twidth=" << m_width << "\theight=" << m_height
+            << "\tsidebar_scroll=" << m_sidebar_scroll << "\n";
+        // Rows cut by a pane's edge keep their whole rectangle as a target, so
+        // a test needs the panes to click only where the row can be seen.
+        const std::pair<const char*, const RectF*> panes[] = {{"toolbar", &m_r_toolbar},
+                                                              {"sidebar", &m_r_sidebar},
+                                                              {"content", &m_r_content},
+                                                              {"footer", &m_r_footer}};
+        for (const auto& [name, r] : panes) {
+            const RectF m = mirror(*r);
+            out << "pane\t" << name << "\t" << m.x << "\t" << m.y << "\t" << m.w << "\t" << m.h
+                << "\n";
+        }
         for (const HitTarget& t : m_targets)
             out << "target\t" << static_cast<int>(t.act) << "\t" << t.index << "\t" << t.rect.x
                 << "\t" << t.rect.y << "\t" << t.rect.w << "\t" << t.rect.h << "\n";

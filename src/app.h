@@ -23,6 +23,7 @@
 #include <cstdint>
 #include <ctime>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <unordered_map>
@@ -452,6 +453,7 @@ public:
 
     // ---- Results of cleaning (guarded by m_mutex) ----
     std::string m_status_message;
+    bool m_status_failed = false; // the message reports a failure
     int64_t m_freed_bytes = 0;
     std::vector<std::string> m_failed_paths;
     bool m_failed_dialog_pending = false;
@@ -468,6 +470,8 @@ public:
     double m_content_height = 0;
     double m_sidebar_scroll = 0;
     double m_sidebar_height = 0;
+    // While a scrolled pane is drawn, its rectangle: targets are cut to it.
+    std::optional<RectF> m_target_clip;
     std::vector<HitTarget> m_targets;
     double m_mouse_x = -1.0;
     double m_mouse_y = -1.0;

@@ -159,11 +159,24 @@ void App::do_clean() {
         }
         m_freed_bytes = freed;
         if (result.failed_count == 0) {
-            if (!result.deleted.empty())
+            if (!result.deleted.empty()) {
                 m_status_message = I18n::instance().trf("%s freed", ltr(fmt::bytes(freed)).c_str());
+                m_status_failed = false;
+            }
         } else {
-            m_status_message = result.error;
+            // The reason comes as an interface text; the footer shows it in
+            // the reader's language and in the colour of a failure.
+            m_status_message = I18n::instance().tr(result.error.c_str());
+            m_status_failed = true;
             m_failed_paths = result.failed;
+            // What failed now waits on the "Remove manually" page; its ticks
+            // go, so that the next deletion does not try it again unasked.
+            const std::unordered_set<std::string> failed(result.failed.begin(),
+                                                          result.failed.end());
+            for (CatState& c : m_cats)
+                for (Item& it : c.items)
+                    if (it.selected && failed.count(it.path))
+                        it.selected = false;
             std::unordered_set<std::string> listed;
             for (const Item& m : m_manual)
                 listed.insert(m.path);

@@ -83,6 +83,16 @@ void App::compute_layout() {
 }
 
 void App::add_target(RectF r, Act act, int index) {
+    // Inside a scrolled pane only the visible part of a row can be clicked: a
+    // row cut off by the footer must not catch clicks meant for the footer.
+    if (m_target_clip) {
+        const RectF& c = *m_target_clip;
+        const float x0 = std::max(r.x, c.x), y0 = std::max(r.y, c.y);
+        const float x1 = std::min(r.x + r.w, c.x + c.w), y1 = std::min(r.y + r.h, c.y + c.h);
+        r = RectF{x0, y0, x1 - x0, y1 - y0};
+        if (r.empty())
+            return;
+    }
     m_targets.push_back({mirror(r), act, index});
 }
 
@@ -145,6 +155,7 @@ void App::draw_sidebar() {
     const RectF clip = mirror(s);
     cairo_rectangle(m_cr, clip.x, clip.y, clip.w, clip.h);
     cairo_clip(m_cr);
+    m_target_clip = s;
 
     const double row_x = s.x + 8;
     const double row_w = s.w - 20;
@@ -234,6 +245,7 @@ void App::draw_sidebar() {
         }
     }
     cairo_restore(m_cr);
+    m_target_clip.reset();
     m_sidebar_height = y - top + 8;
 }
 
@@ -249,12 +261,14 @@ void App::draw_content() {
     const RectF clip = mirror(c);
     cairo_rectangle(m_cr, clip.x, clip.y, clip.w, clip.h);
     cairo_clip(m_cr);
+    m_target_clip = c;
     if (m_selection.empty())
         draw_overview();
     else if (m_selection == "__manual__")
         draw_manual_list();
     else
         draw_category_detail();
+    m_target_clip.reset();
     cairo_restore(m_cr);
 
     // Results can shrink under a scrolled page (a rescan, a deletion); bring
@@ -287,6 +301,7 @@ void App::draw_footer() {
     int64_t size = 0;
     int64_t total = 0;
     std::string status;
+    bool status_failed = false;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         // One pass for the selection and the reclaimable total alike: a
@@ -302,6 +317,7 @@ void App::draw_footer() {
                 }
             }
         status = m_status_message;
+        status_failed = m_status_failed;
     }
 
     // Left column: what the selection would free.
@@ -357,7 +373,8 @@ void App::draw_footer() {
                rect(mid_x, f.y + 18, mid_w, 18), m_palette.text);
     if (!status.empty()) {
         draw_label(truncate_to_width(status, Font::Caption, std::min(340.0, mid_w)), Font::Caption,
-                   rect(mid_x, f.y + 38, mid_w, 16), m_palette.ok_fg);
+                   rect(mid_x, f.y + 38, mid_w, 16),
+                   status_failed ? m_palette.danger_fg : m_palette.ok_fg);
     } else {
         const std::string found =
             I18n::instance().trf("found in total: %s", ltr(fmt::bytes(total)).c_str());

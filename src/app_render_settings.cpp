@@ -195,8 +195,14 @@ double App::draw_settings_language(RectF inner, double y, bool draw) {
     };
 
     const RectF auto_r = place(2);
-    draw_choice(*this, auto_r, I18n::instance().trf("%s (system default)", system_name.c_str()),
-                setting == "auto", hovered(render::LANG_AUTO));
+    // The language's own name keeps its own direction inside the sentence
+    // (first-strong isolate); in a right-to-left interface a leading mark
+    // makes the sentence right to left even when the name comes first.
+    const std::string isolated = "\u2068" + system_name + "\u2069";
+    std::string auto_label = I18n::instance().trf("%s (system default)", isolated.c_str());
+    if (m_rtl)
+        auto_label = "\u200F" + auto_label;
+    draw_choice(*this, auto_r, auto_label, setting == "auto", hovered(render::LANG_AUTO));
     add_target(auto_r, Act::SettingsLang, render::LANG_AUTO);
     for (size_t k = 0; k < langs.size(); ++k) {
         const int index = render::LANG_FIRST + static_cast<int>(k);

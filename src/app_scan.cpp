@@ -128,6 +128,7 @@ void App::start_scan() {
                     m_ticked[c.def.id].insert(it.path);
         m_cats = std::move(fresh);
         m_status_message.clear();
+        m_status_failed = false;
         m_freed_bytes = 0;
     }
     m_cancel = false;

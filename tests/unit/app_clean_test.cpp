@@ -59,6 +59,7 @@ struct Outcome {
     std::string status;
     int64_t freed = -1;
     bool pending = false;
+    bool status_failed = false;
     std::vector<std::string> items;  // "category-id path selected"
     std::vector<std::string> manual; // "path|detail"
     std::vector<std::string> failed;
@@ -69,6 +70,7 @@ std::string encode(const App& app) {
     out << "status\t" << app.m_status_message << "\n";
     out << "freed\t" << app.m_freed_bytes << "\n";
     out << "pending\t" << (app.m_failed_dialog_pending ? 1 : 0) << "\n";
+    out << "status_failed\t" << (app.m_status_failed ? 1 : 0) << "\n";
     for (const CatState& c : app.m_cats)
         for (const Item& it : c.items)
             out << "item\t" << c.def.id << " " << it.path << " " << (it.selected ? 1 : 0) << "\n";
@@ -96,6 +98,8 @@ Outcome decode(int code, const std::string& text) {
             o.freed = std::stoll(value);
         else if (key == "pending")
             o.pending = value == "1";
+        else if (key == "status_failed")
+            o.status_failed = value == "1";
         else if (key == "item")
             o.items.push_back(value);
         else if (key == "manual")
@@ -318,6 +322,7 @@ TEST(AppClean, TickedEntriesGoTheRestStaysAndTheFreedAmountIsReported) {
     EXPECT_EQ(o.status,
               I18n::instance().trf("%s freed", plain.ltr(fmt::bytes(4096 + 12288)).c_str()));
     EXPECT_FALSE(o.pending);
+    EXPECT_FALSE(o.status_failed);
     EXPECT_TRUE(o.manual.empty());
 }
 
@@ -401,13 +406,16 @@ TEST(AppClean, WhenEveryPathFailsNothingIsFreedAndTheFailureDialogIsPending) {
     EXPECT_EQ(o.freed, 0);
     EXPECT_EQ(o.status.find(I18n::instance().trf("%s freed", "")), std::string::npos)
         << "no freed message: " << o.status;
-    EXPECT_FALSE(o.status.empty()) << "the deletion's error text takes the footer";
+    EXPECT_EQ(o.status, tr("The item could not be moved")) << "the deletion's reason";
+    EXPECT_TRUE(o.status_failed) << "shown as a failure";
     EXPECT_TRUE(o.pending);
     EXPECT_EQ(o.failed, (std::vector<std::string>{cache + "/a", cache + "/b"}));
     ASSERT_EQ(o.manual.size(), 2u);
     EXPECT_EQ(o.manual[0].substr(0, o.manual[0].find('|')), cache + "/a");
     EXPECT_FALSE(o.manual[0].substr(o.manual[0].find('|') + 1).empty()) << "each says why";
-    EXPECT_EQ(o.items.size(), 2u) << "what failed stays listed";
+    // What failed stays listed, unticked: it waits on the manual page now.
+    EXPECT_EQ(o.items, (std::vector<std::string>{"locked " + cache + "/a 0",
+                                                 "locked " + cache + "/b 0"}));
 }
 
 TEST(AppClean, AFailedPathAlreadyOnTheManualListIsNotAddedTwice) {

@@ -644,3 +644,43 @@ TEST(AppField, CommittingWithoutEditingDoesNothing) {
     EXPECT_EQ(app.m_fm_text, "   something else ");
     EXPECT_EQ(SettingsStore::instance().get().file_manager_command, "nemo %s");
 }
+
+// ---------------------------------------------------------------------------
+// Rows cut off at a pane's edge
+// ---------------------------------------------------------------------------
+
+TEST(AppInput, ARowCutOffByThePanesEdgeIsClickableOnlyWhereItShows) {
+    Fresh f;
+    App app;
+    for (int i = 0; i < 30; ++i)
+        app.m_cats.push_back(category("cat" + std::to_string(i), GroupKind::Java, {1000, 2000}));
+    for (int i = 0; i < 40; ++i)
+        app.m_cats[0].items.push_back(app.m_cats[0].items[0]);
+    app.m_selection = "cat0";
+    for (bool rtl : {false, true}) {
+        render_test::Language lang(rtl ? "he" : "en");
+        Canvas canvas(W, H);
+        app.m_scroll = 37; // rows cut at the top and at the bottom
+        app.m_sidebar_scroll = 23;
+        app.render_offscreen(canvas.cr(), W, H);
+        int sidebar_rows = 0, content_rows = 0;
+        for (const App::HitTarget& t : app.m_targets) {
+            const RectF& r = t.rect;
+            if (t.act == Act::SelectCategory) {
+                ++sidebar_rows;
+                EXPECT_GE(r.y, app.m_r_sidebar.y);
+                EXPECT_LE(r.y + r.h, app.m_r_sidebar.y + app.m_r_sidebar.h);
+            } else if (t.act == Act::ToggleItem || t.act == Act::RevealItem) {
+                ++content_rows;
+                EXPECT_GE(r.y, app.m_r_content.y);
+                EXPECT_LE(r.y + r.h, app.m_r_content.y + app.m_r_content.h);
+            }
+        }
+        EXPECT_GT(sidebar_rows, 5);
+        EXPECT_GT(content_rows, 5);
+        // The footer's own words are the footer's, not the row behind them.
+        const App::HitTarget* under =
+            app.target_at(rtl ? W - 28 : 28, app.m_r_footer.y + 5);
+        EXPECT_TRUE(under == nullptr || under->act != Act::SelectCategory);
+    }
+}

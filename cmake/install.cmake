@@ -14,7 +14,7 @@ install(TARGETS quillet RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 # entry is written then.
 install(CODE "
     set(QUILLET_DESKTOP_IN \"${PROJECT_SOURCE_DIR}/data/quillet.desktop.in\")
-    set(QUILLET_DESKTOP_OUT \"${CMAKE_BINARY_DIR}/install/quillet.desktop\")
+    set(QUILLET_DESKTOP_OUT_DIR \"${CMAKE_BINARY_DIR}/install\")
     set(QUILLET_BINDIR \"${CMAKE_INSTALL_BINDIR}\")
     set(QUILLET_APPLICATIONS_DIR \"${CMAKE_INSTALL_DATADIR}/applications\")
 ")

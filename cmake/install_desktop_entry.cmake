@@ -1,6 +1,6 @@
 # Runs at install time (from cmake_install.cmake): writes the desktop entry
 # with the full path of the installed program and installs it. Expects
-# QUILLET_DESKTOP_IN, QUILLET_DESKTOP_OUT, QUILLET_BINDIR and
+# QUILLET_DESKTOP_IN, QUILLET_DESKTOP_OUT_DIR, QUILLET_BINDIR and
 # QUILLET_APPLICATIONS_DIR from the install(CODE) before it; CMAKE_INSTALL_PREFIX
 # is the prefix of this install, which `cmake --install --prefix` may change.
 
@@ -29,5 +29,9 @@ else()
     set(QUILLET_EXEC "${quillet_exec}")
 endif()
 
-configure_file("${QUILLET_DESKTOP_IN}" "${QUILLET_DESKTOP_OUT}" @ONLY)
-file(INSTALL "${QUILLET_DESKTOP_OUT}" DESTINATION "${quillet_applications}")
+# One written entry per destination, so that installs into different prefixes
+# from the same build, at the same time, never hand each other their entry.
+string(MD5 destination "$ENV{DESTDIR}${quillet_applications}")
+set(written "${QUILLET_DESKTOP_OUT_DIR}/${destination}/quillet.desktop")
+configure_file("${QUILLET_DESKTOP_IN}" "${written}" @ONLY)
+file(INSTALL "${written}" DESTINATION "${quillet_applications}")

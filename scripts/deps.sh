@@ -30,6 +30,14 @@ packages=(
     # Fonts for all 22 interface languages: Latin, Greek and Cyrillic (DejaVu),
     # Hebrew and Arabic (Noto), Japanese, Korean and Chinese (Noto CJK).
     fonts-dejavu-core fonts-noto-core fonts-noto-cjk
+    # Desktop integration checks: the desktop-file and AppStream metainfo validators.
+    desktop-file-utils appstream
+    # The Debian package and its test: dpkg-buildpackage (dpkg-dev), which also
+    # asks for build-essential, debhelper for the rules and lintian to check the
+    # result. The rules need no root, so no fakeroot either.
+    build-essential dpkg-dev debhelper lintian
+    # The package test asks file(1) whether the packaged program is stripped.
+    file
 )
 
 missing=()

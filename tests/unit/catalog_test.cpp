@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <fstream>
 
 using fs_fixture::make_dirs;
 
@@ -506,4 +507,85 @@ TEST(CatalogCache, SkipListIsTheTwentyFiveNamesInOrder) {
                                   ".cargo",       ".rustup", ".nuget",   ".ivy2",  ".android",
                                   "Android",      "go",      ".git",     ".svn",   ".Trash",
                                   ".local/share", "Music",   "Pictures", "Videos", "Downloads"}));
+}
+
+// ---------------------------------------------------------------------------
+// The Snap recipe
+// ---------------------------------------------------------------------------
+//
+// Inside a Snap the home plug reaches everything in the home except the
+// hidden folders at its top; those the recipe grants one by one. A folder the
+// catalog looks in but the recipe forgets shows as empty in the Snap, and a
+// folder the recipe grants but the catalog never uses is access for nothing.
+
+namespace {
+
+// The "$HOME/..." entries of the recipe's personal-files plug, below home.
+std::vector<std::string> snap_granted(const std::string& home) {
+    std::ifstream in(QUILLET_SOURCE_DIR "/packaging/snap/snapcraft.yaml");
+    std::vector<std::string> out;
+    std::string line;
+    const std::string marker = "- $HOME/";
+    while (std::getline(in, line)) {
+        const std::size_t at = line.find(marker);
+        if (at != std::string::npos)
+            out.push_back(home + "/" + line.substr(at + marker.size()));
+    }
+    return out;
+}
+
+bool covers(const std::string& granted, const std::string& path) {
+    return path == granted || path.rfind(granted + "/", 0) == 0;
+}
+
+// Below home, with a first component that starts with a dot.
+bool hidden_below(const std::string& home, const std::string& path) {
+    return covers(home, path) && path.size() > home.size() + 1 && path[home.size() + 1] == '.';
+}
+
+} // namespace
+
+TEST(CatalogSnapRecipe, GrantsEveryHiddenFolderTheCatalogLooksInAndNoOther) {
+    FullHome h;
+    test_env::ScopedEnv no_home_sdk("ANDROID_HOME", nullptr);
+    test_env::ScopedEnv no_root_sdk("ANDROID_SDK_ROOT", nullptr);
+    const std::string home = h.base("~");
+    const std::vector<std::string> granted = snap_granted(home);
+    ASSERT_GE(granted.size(), 10u) << "no personal-files entries read from the recipe";
+    const std::vector<CategoryDef>& all = catalog::all();
+    ASSERT_EQ(all.size(), 57u);
+
+    int hidden = 0;
+    for (const CategoryDef& d : all) {
+        if (!hidden_below(home, d.path))
+            continue;
+        ++hidden;
+        EXPECT_TRUE(std::any_of(granted.begin(), granted.end(),
+                                [&](const std::string& g) { return covers(g, d.path); }))
+            << d.id << " looks in " << d.path << ", which the Snap recipe does not grant";
+    }
+    EXPECT_GE(hidden, 30);
+
+    for (const std::string& g : granted) {
+        // The Android SDK's third usual place; the next test finds its rows there.
+        if (g == home + "/.android-sdk")
+            continue;
+        EXPECT_TRUE(std::any_of(all.begin(), all.end(),
+                                [&](const CategoryDef& d) { return covers(g, d.path); }))
+            << "the Snap recipe grants " << g << ", where the catalog never looks";
+    }
+}
+
+TEST(CatalogSnapRecipe, GrantsTheSdkInItsHiddenFolder) {
+    test_env::TempHome t;
+    test_env::ScopedEnv no_home_sdk("ANDROID_HOME", nullptr);
+    test_env::ScopedEnv no_root_sdk("ANDROID_SDK_ROOT", nullptr);
+    const std::string home = t.path("home");
+    make_dirs(home + "/.android-sdk/platforms");
+    const std::vector<std::string> granted = snap_granted(home);
+    const CategoryDef* platforms = find("androidPlatforms");
+    ASSERT_NE(platforms, nullptr);
+    ASSERT_EQ(platforms->path, home + "/.android-sdk/platforms");
+    EXPECT_TRUE(std::any_of(granted.begin(), granted.end(),
+                            [&](const std::string& g) { return covers(g, platforms->path); }));
 }

@@ -453,7 +453,8 @@ public:
 
     // ---- Results of cleaning (guarded by m_mutex) ----
     std::string m_status_message;
-    bool m_status_failed = false; // the message reports a failure
+    // The message is a failure's reason, an untranslated interface text.
+    bool m_status_failed = false;
     int64_t m_freed_bytes = 0;
     std::vector<std::string> m_failed_paths;
     bool m_failed_dialog_pending = false;

@@ -164,9 +164,10 @@ void App::do_clean() {
                 m_status_failed = false;
             }
         } else {
-            // The reason comes as an interface text; the footer shows it in
-            // the reader's language and in the colour of a failure.
-            m_status_message = I18n::instance().tr(result.error.c_str());
+            // The reason is an interface text; the footer translates it when
+            // it draws it, so it follows a change of language, and shows it in
+            // the colour of a failure.
+            m_status_message = result.error;
             m_status_failed = true;
             m_failed_paths = result.failed;
             // What failed now waits on the "Remove manually" page; its ticks

@@ -316,8 +316,8 @@ void App::draw_footer() {
                         size += it.size;
                 }
             }
-        status = m_status_message;
         status_failed = m_status_failed;
+        status = status_failed ? I18n::instance().tr(m_status_message.c_str()) : m_status_message;
     }
 
     // Left column: what the selection would free.

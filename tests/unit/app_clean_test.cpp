@@ -406,7 +406,7 @@ TEST(AppClean, WhenEveryPathFailsNothingIsFreedAndTheFailureDialogIsPending) {
     EXPECT_EQ(o.freed, 0);
     EXPECT_EQ(o.status.find(I18n::instance().trf("%s freed", "")), std::string::npos)
         << "no freed message: " << o.status;
-    EXPECT_EQ(o.status, tr("The item could not be moved")) << "the deletion's reason";
+    EXPECT_EQ(o.status, "The item could not be moved") << "the deletion's reason, as a key";
     EXPECT_TRUE(o.status_failed) << "shown as a failure";
     EXPECT_TRUE(o.pending);
     EXPECT_EQ(o.failed, (std::vector<std::string>{cache + "/a", cache + "/b"}));

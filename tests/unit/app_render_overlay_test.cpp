@@ -424,3 +424,40 @@ TEST(RenderSettings, InRightToLeftTheControlsAreMirrored) {
     EXPECT_GT(test_ltr->rect.x, W / 2);
     EXPECT_LT(test_rtl->rect.x, W / 2);
 }
+
+// ---------------------------------------------------------------------------
+// The footer after a failed deletion
+// ---------------------------------------------------------------------------
+
+TEST(RenderFooter, AFailuresReasonIsDrawnInTheCurrentLanguageAndTheFailureColour) {
+    test_env::TempHome home;
+    const std::string key = "The item could not be moved";
+    for (const char* lang : {"en", "ar", "de"}) {
+        render_test::Language l(lang);
+        App app;
+        fill(app);
+        app.m_status_message = key;
+        app.m_status_failed = true;
+        FitLog log;
+        app.m_fit_log = &log;
+        Canvas canvas(W, H);
+        draw(app, canvas);
+        app.m_fit_log = nullptr;
+        const std::string shown = I18n::instance().tr(key.c_str());
+        if (std::string(lang) != "en") {
+            EXPECT_NE(shown, key) << lang;
+        }
+        bool found = false;
+        for (const FitNote& n : log.notes)
+            found = found || (n.kind == FitNote::Kind::Label && n.text == shown &&
+                              n.room.y >= app.m_r_footer.y);
+        EXPECT_TRUE(found) << lang << ": the reason in the footer";
+        // Red ink where the reason is written, none of the success green.
+        bool red = false;
+        for (int x = 0; x < W && !red; ++x)
+            for (int y = static_cast<int>(app.m_r_footer.y) + 38;
+                 y < static_cast<int>(app.m_r_footer.y) + 54 && !red; ++y)
+                red = canvas.hex(x, y) == app.m_palette.danger_fg;
+        EXPECT_TRUE(red) << lang;
+    }
+}

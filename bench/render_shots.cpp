@@ -129,6 +129,8 @@ int main(int argc, char** argv) {
         app.m_worker = std::thread([] {}); // a deletion that has just ended
         app.on_poll();
         shot(app, prefix + "dialog-failed.png", w, h);
+        app.explain_no_file_manager(app.m_manual[0].path);
+        shot(app, prefix + "dialog-no-file-manager.png", w, h);
         app.m_overlay = App::Overlay::About;
         shot(app, prefix + "about.png", w, h);
         app.open_settings();

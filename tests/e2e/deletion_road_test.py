@@ -46,6 +46,8 @@ import time
 import urllib.parse
 
 HERE = os.path.dirname(os.path.abspath(__file__))
+sys.path.insert(0, os.path.join(HERE, '..', 'dbus'))
+from harness import wait_until  # noqa: E402  (the tests' shared polling)
 DBUS_CONF = os.path.join(HERE, '..', 'dbus', 'session.conf')
 FILE_MANAGER = os.path.join(HERE, '..', 'dbus', 'stand_ins', 'file_manager.py')
 CLOSE_WINDOW = os.path.join(HERE, 'close_window.py')
@@ -72,15 +74,6 @@ class Failure(Exception):
 def check(condition, message):
     if not condition:
         raise Failure(message)
-
-
-def wait_until(predicate, timeout, step=0.05):
-    deadline = time.monotonic() + timeout
-    while True:
-        value = predicate()
-        if value or time.monotonic() >= deadline:
-            return value
-        time.sleep(step)
 
 
 # ---------------------------------------------------------------------------

@@ -67,16 +67,6 @@ done
 # --- reading the window's colour from screenshots ---
 now_ms() { echo $(( $(date +%s%N) / 1000000 )); }
 
-# Sets X, Y, W, H from what the X server says about the window.
-read_geometry() {
-    local info
-    info=$(xwininfo -id "$E2E_WIN")
-    W=$(awk '/Width:/ {print $2}' <<<"$info")
-    H=$(awk '/Height:/ {print $2}' <<<"$info")
-    X=$(awk '/Absolute upper-left X:/ {print $4}' <<<"$info")
-    Y=$(awk '/Absolute upper-left Y:/ {print $4}' <<<"$info")
-}
-
 # Whether the screenshot shows the window mostly (over a quarter of its
 # pixels) in `colour`, with no pixel at all in `other`, the background of the
 # other palette. One pass over the window's colour histogram.

@@ -41,17 +41,6 @@ settings() { # theme
     printf '{\n  "language": "auto",\n  "theme": "%s",\n  "projects_root": "",\n  "file_manager_command": ""\n}\n' "$1"
 }
 
-# Sets W, H, X, Y from what the X server says about the window. Without a
-# window manager there is no frame, so this is exactly what the program asked.
-read_geometry() {
-    local info
-    info=$(xwininfo -id "$E2E_WIN")
-    W=$(awk '/Width:/ {print $2}' <<<"$info")
-    H=$(awk '/Height:/ {print $2}' <<<"$info")
-    X=$(awk '/Absolute upper-left X:/ {print $4}' <<<"$info")
-    Y=$(awk '/Absolute upper-left Y:/ {print $4}' <<<"$info")
-}
-
 # Waits up to two seconds for the window to reach the given geometry.
 wait_for_geometry() { # width height x y
     local i

@@ -106,3 +106,15 @@ e2e_own_display() {
     done
     fail "Xvfb gave no display number within 10 seconds"
 }
+
+# Sets W, H, X, Y from what the X server says about the window E2E_WIN.
+# Without a window manager there is no frame, so this is exactly what the
+# program asked for.
+read_geometry() {
+    local info
+    info=$(xwininfo -id "$E2E_WIN")
+    W=$(awk '/Width:/ {print $2}' <<<"$info")
+    H=$(awk '/Height:/ {print $2}' <<<"$info")
+    X=$(awk '/Absolute upper-left X:/ {print $4}' <<<"$info")
+    Y=$(awk '/Absolute upper-left Y:/ {print $4}' <<<"$info")
+}

@@ -18,6 +18,8 @@
 
 using render_test::Canvas;
 using render_test::category;
+using render_test::find_target;
+using render_test::hit_target;
 using Act = App::Act;
 
 namespace {
@@ -26,22 +28,11 @@ constexpr int W = 1100;
 constexpr int H = 720;
 const GdkModifierType NONE = GdkModifierType(0);
 
-App::HitTarget target(float x, float y, float w, float h, Act act, int index = 0) {
-    return {RectF{x, y, w, h}, act, index};
-}
-
-const App::HitTarget* find(const App& app, Act act, int index = 0) {
-    for (const App::HitTarget& t : app.m_targets)
-        if (t.act == act && t.index == index)
-            return &t;
-    return nullptr;
-}
-
 // Draws a frame and clicks the middle of the target, as a person would.
 bool click(App& app, Act act, int index = 0) {
     Canvas canvas(W, H);
     app.render_offscreen(canvas.cr(), W, H);
-    const App::HitTarget* t = find(app, act, index);
+    const App::HitTarget* t = find_target(app, act, index);
     if (!t)
         return false;
     app.on_click(t->rect.x + t->rect.w / 2, t->rect.y + t->rect.h / 2, false);
@@ -107,7 +98,7 @@ TEST(AppInput, TickingTwoEntriesInADrawnCategoryPageAndConfirming) {
     // The dialog is modal: the page's targets are gone while it is open.
     Canvas canvas(W, H);
     app.render_offscreen(canvas.cr(), W, H);
-    EXPECT_EQ(find(app, Act::ToggleItem, 0), nullptr);
+    EXPECT_EQ(find_target(app, Act::ToggleItem, 0), nullptr);
     ASSERT_TRUE(click(app, Act::DialogButton, 0)); // Cancel
     EXPECT_EQ(app.m_overlay, App::Overlay::None);
     EXPECT_FALSE(app.m_worker.joinable());
@@ -146,11 +137,11 @@ TEST(AppInput, ToggleAndRevealWithAnIndexOutOfRangeDoNothing) {
     App app;
     fill(app);
     app.m_selection = "gradle";
-    app.m_targets = {target(0, 0, 10, 10, Act::ToggleItem, 3),
-                     target(20, 0, 10, 10, Act::ToggleItem, -1),
-                     target(40, 0, 10, 10, Act::RevealItem, 9),
-                     target(60, 0, 10, 10, Act::RevealCategory, 5),
-                     target(80, 0, 10, 10, Act::OpenManualItem, 0)};
+    app.m_targets = {hit_target(0, 0, 10, 10, Act::ToggleItem, 3),
+                     hit_target(20, 0, 10, 10, Act::ToggleItem, -1),
+                     hit_target(40, 0, 10, 10, Act::RevealItem, 9),
+                     hit_target(60, 0, 10, 10, Act::RevealCategory, 5),
+                     hit_target(80, 0, 10, 10, Act::OpenManualItem, 0)};
     for (double x : {5.0, 25.0, 45.0, 65.0, 85.0})
         app.on_click(x, 5, false);
     for (const Item& it : app.m_cats[0].items)
@@ -162,7 +153,7 @@ TEST(AppInput, ToggleOnTheOverviewDoesNothing) {
     Fresh f;
     App app;
     fill(app);
-    app.m_targets = {target(0, 0, 10, 10, Act::ToggleItem, 0)};
+    app.m_targets = {hit_target(0, 0, 10, 10, Act::ToggleItem, 0)};
     app.on_click(5, 5, false);
     for (const CatState& c : app.m_cats)
         for (const Item& it : c.items)
@@ -175,8 +166,8 @@ TEST(AppInput, RevealingAnEntryWithoutAFileManagerExplainsWhereItIs) {
     App app;
     fill(app);
     app.m_selection = "gradle";
-    app.m_targets = {target(0, 0, 10, 10, Act::RevealItem, 1),
-                     target(20, 0, 10, 10, Act::OpenManualItem, 0)};
+    app.m_targets = {hit_target(0, 0, 10, 10, Act::RevealItem, 1),
+                     hit_target(20, 0, 10, 10, Act::OpenManualItem, 0)};
     app.on_click(5, 5, false);
     ASSERT_EQ(app.m_overlay, App::Overlay::Dialog);
     EXPECT_NE(app.m_dialog_message.find(app.m_cats[0].items[1].path), std::string::npos);
@@ -209,7 +200,7 @@ TEST(AppInput, RescanWhileIdleScansAndCancelStopsTheScan) {
     ASSERT_TRUE(click(app, Act::Rescan));
     EXPECT_EQ(app.m_scans_started, 1);
     EXPECT_TRUE(app.m_scanning);
-    app.m_targets = {target(0, 0, 10, 10, Act::CancelScan)};
+    app.m_targets = {hit_target(0, 0, 10, 10, Act::CancelScan)};
     app.on_click(5, 5, false);
     EXPECT_TRUE(app.m_cancel);
     settle(app);
@@ -236,7 +227,7 @@ TEST(AppInput, F5AndCtrlRStartAScanAndAPlainRDoesNot) {
 TEST(AppHover, OnALegendEntryEveryMotionRedraws) {
     Fresh f;
     App app;
-    app.m_targets = {target(0, 0, 50, 50, Act::LegendEntry, 2)};
+    app.m_targets = {hit_target(0, 0, 50, 50, Act::LegendEntry, 2)};
     app.on_motion(10, 10);
     app.m_dirty = false;
     app.on_motion(11, 11);
@@ -246,7 +237,7 @@ TEST(AppHover, OnALegendEntryEveryMotionRedraws) {
 TEST(AppHover, WithAHighlightedGroupEveryMotionRedraws) {
     Fresh f;
     App app;
-    app.m_targets = {target(0, 0, 50, 50, Act::SelectCategory, 1)};
+    app.m_targets = {hit_target(0, 0, 50, 50, Act::SelectCategory, 1)};
     app.m_highlight_group = 3;
     app.on_motion(10, 10);
     app.m_dirty = false;
@@ -261,8 +252,8 @@ TEST(AppHover, WithAHighlightedGroupEveryMotionRedraws) {
 TEST(AppHover, TheSameActWithAnotherIndexIsAChange) {
     Fresh f;
     App app;
-    app.m_targets = {target(0, 0, 50, 50, Act::ToggleItem, 0),
-                     target(0, 50, 50, 50, Act::ToggleItem, 1)};
+    app.m_targets = {hit_target(0, 0, 50, 50, Act::ToggleItem, 0),
+                     hit_target(0, 50, 50, 50, Act::ToggleItem, 1)};
     app.on_motion(10, 10);
     app.m_dirty = false;
     app.on_motion(10, 60);
@@ -377,7 +368,7 @@ TEST(AppKeys, ClosingTheSettingsByTheBackdropKeepsAnEditInProgress) {
     app.open_settings();
     app.fm_begin_edit();
     type(app, "nemo");
-    app.m_targets = {target(0, 0, W, H, Act::CloseOverlay)};
+    app.m_targets = {hit_target(0, 0, W, H, Act::CloseOverlay)};
     app.on_click(5, 5, false);
     EXPECT_EQ(app.m_overlay, App::Overlay::None);
     EXPECT_EQ(SettingsStore::instance().get().file_manager_command, "nemo");
@@ -407,7 +398,7 @@ TEST(AppSettings, TheMenuButtonCopiesTheStoredCommandAndTogglesThePage) {
     app.m_fm_text = "stale";
     app.m_fm_editing = true;
     app.m_fm_detected_valid = true;
-    app.m_targets = {target(0, 0, 10, 10, Act::AppMenu)};
+    app.m_targets = {hit_target(0, 0, 10, 10, Act::AppMenu)};
     app.on_click(5, 5, false);
     EXPECT_EQ(app.m_overlay, App::Overlay::Settings);
     EXPECT_EQ(app.m_fm_text, "dolphin --select %s");
@@ -456,9 +447,9 @@ TEST(AppSettings, ALanguageIndexOutOfRangeChangesNothing) {
     Fresh f;
     App app;
     SettingsStore::instance().mutable_get().language = "fr";
-    app.m_targets = {target(0, 0, 10, 10, Act::SettingsLang,
+    app.m_targets = {hit_target(0, 0, 10, 10, Act::SettingsLang,
                             201 + static_cast<int>(I18n::available().size())),
-                     target(20, 0, 10, 10, Act::SettingsLang, 150)};
+                     hit_target(20, 0, 10, 10, Act::SettingsLang, 150)};
     app.on_click(5, 5, false);
     app.on_click(25, 5, false);
     EXPECT_EQ(SettingsStore::instance().get().language, "fr");

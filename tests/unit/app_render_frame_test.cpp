@@ -16,6 +16,8 @@
 using render_test::Canvas;
 using render_test::category;
 using render_test::targets_of;
+using render_test::expect_rect;
+using render_test::find_target;
 using Act = App::Act;
 
 namespace {
@@ -32,20 +34,6 @@ void fill(App& app) {
         category("ides", GroupKind::Ides, {2000}),
         category("logs", GroupKind::Logs, {0}),
     };
-}
-
-void expect_rect(const RectF& r, double x, double y, double w, double h, const char* what) {
-    EXPECT_NEAR(r.x, x, 0.01) << what;
-    EXPECT_NEAR(r.y, y, 0.01) << what;
-    EXPECT_NEAR(r.w, w, 0.01) << what;
-    EXPECT_NEAR(r.h, h, 0.01) << what;
-}
-
-const App::HitTarget* find(const App& app, Act act, int index = 0) {
-    for (const App::HitTarget& t : app.m_targets)
-        if (t.act == act && t.index == index)
-            return &t;
-    return nullptr;
 }
 
 const char* tr(const char* text) {
@@ -92,8 +80,8 @@ TEST(RenderLayout, AHundredHighWindowHasNoMiddleAndDrawsNoPage) {
     EXPECT_EQ(app.m_content_height, -1);
     for (Act act : {Act::SelectOverview, Act::SelectCategory, Act::LegendEntry, Act::TopConsumer})
         EXPECT_TRUE(targets_of(app, act).empty()) << static_cast<int>(act);
-    EXPECT_NE(find(app, Act::About), nullptr) << "the toolbar is still there";
-    EXPECT_NE(find(app, Act::Clean), nullptr) << "and so is the footer";
+    EXPECT_NE(find_target(app, Act::About), nullptr) << "the toolbar is still there";
+    EXPECT_NE(find_target(app, Act::Clean), nullptr) << "and so is the footer";
 }
 
 TEST(RenderLayout, AZeroSizedCanvasDrawsWithoutTrouble) {
@@ -155,11 +143,11 @@ TEST(RenderToolbar, ButtonsStandAtTheRightEdgeInOrder) {
     App app;
     Canvas canvas(W, H);
     app.render_offscreen(canvas.cr(), W, H);
-    const App::HitTarget* about = find(app, Act::About);
-    const App::HitTarget* settings = find(app, Act::AppMenu);
-    const App::HitTarget* rescan = find(app, Act::Rescan);
+    const App::HitTarget* about = find_target(app, Act::About);
+    const App::HitTarget* settings = find_target(app, Act::AppMenu);
+    const App::HitTarget* rescan = find_target(app, Act::Rescan);
     ASSERT_TRUE(about && settings && rescan);
-    EXPECT_EQ(find(app, Act::CancelScan), nullptr);
+    EXPECT_EQ(find_target(app, Act::CancelScan), nullptr);
     const double wa = app.measure_text(tr("About"), App::Font::Body) + 26;
     const double ws = app.measure_text(tr("Settings"), App::Font::Body) + 26;
     const double wr = app.measure_text(tr("Rescan"), App::Font::Body) + 26;
@@ -174,8 +162,8 @@ TEST(RenderToolbar, WhileScanningCancelTakesRescansPlace) {
     app.m_scanning = true;
     Canvas canvas(W, H);
     app.render_offscreen(canvas.cr(), W, H);
-    EXPECT_EQ(find(app, Act::Rescan), nullptr);
-    const App::HitTarget* cancel = find(app, Act::CancelScan);
+    EXPECT_EQ(find_target(app, Act::Rescan), nullptr);
+    const App::HitTarget* cancel = find_target(app, Act::CancelScan);
     ASSERT_NE(cancel, nullptr);
     EXPECT_NEAR(cancel->rect.w, app.measure_text(tr("Cancel"), App::Font::Body) + 26, 0.01);
 }
@@ -187,9 +175,9 @@ TEST(RenderToolbar, RightToLeftPutsTheButtonsAtTheLeftInMirroredOrder) {
     Canvas canvas(W, H);
     app.render_offscreen(canvas.cr(), W, H);
     ASSERT_TRUE(app.m_rtl);
-    const App::HitTarget* about = find(app, Act::About);
-    const App::HitTarget* settings = find(app, Act::AppMenu);
-    const App::HitTarget* rescan = find(app, Act::Rescan);
+    const App::HitTarget* about = find_target(app, Act::About);
+    const App::HitTarget* settings = find_target(app, Act::AppMenu);
+    const App::HitTarget* rescan = find_target(app, Act::Rescan);
     ASSERT_TRUE(about && settings && rescan);
     const double wa = app.measure_text(tr("About"), App::Font::Body) + 26;
     const double ws = app.measure_text(tr("Settings"), App::Font::Body) + 26;
@@ -211,10 +199,10 @@ TEST(RenderSidebar, RowsFollowTheGroupsWithTheirCategoryIndices) {
     fill(app);
     Canvas canvas(W, H);
     app.render_offscreen(canvas.cr(), W, H);
-    const App::HitTarget* overview = find(app, Act::SelectOverview);
+    const App::HitTarget* overview = find_target(app, Act::SelectOverview);
     ASSERT_NE(overview, nullptr);
     expect_rect(overview->rect, 8, 54, 248, 46, "Overview");
-    EXPECT_EQ(find(app, Act::SelectManual), nullptr) << "no manual row while its list is empty";
+    EXPECT_EQ(find_target(app, Act::SelectManual), nullptr) << "no manual row while its list is empty";
     // Groups in their order (IDEs, Java, JavaScript, Logs), each header 26.
     const std::vector<App::HitTarget> rows = targets_of(app, Act::SelectCategory);
     ASSERT_EQ(rows.size(), 4u);
@@ -234,7 +222,7 @@ TEST(RenderSidebar, TheManualRowAppearsWithItsList) {
     app.m_manual.push_back(Item{});
     Canvas canvas(W, H);
     app.render_offscreen(canvas.cr(), W, H);
-    const App::HitTarget* manual = find(app, Act::SelectManual);
+    const App::HitTarget* manual = find_target(app, Act::SelectManual);
     ASSERT_NE(manual, nullptr);
     expect_rect(manual->rect, 8, 104, 248, 46, "Remove manually");
     EXPECT_NEAR(targets_of(app, Act::SelectCategory).front().rect.y, 180, 0.01);
@@ -256,7 +244,7 @@ TEST(RenderSidebar, RowsOutOfSightAreCountedButNotRegistered) {
     app.m_sidebar_scroll = 5000;
     app.render_offscreen(canvas.cr(), W, H);
     EXPECT_DOUBLE_EQ(app.m_sidebar_height, full) << "scrolling does not change the height";
-    EXPECT_EQ(find(app, Act::SelectOverview), nullptr) << "scrolled out of sight";
+    EXPECT_EQ(find_target(app, Act::SelectOverview), nullptr) << "scrolled out of sight";
     const std::vector<App::HitTarget> rows = targets_of(app, Act::SelectCategory);
     ASSERT_FALSE(rows.empty());
     for (const App::HitTarget& t : rows) {
@@ -298,7 +286,7 @@ TEST(RenderFooter, TheDeleteButtonSitsAtTheRightAndRegistersClean) {
     App app;
     Canvas canvas(W, H);
     app.render_offscreen(canvas.cr(), W, H);
-    const App::HitTarget* clean = find(app, Act::Clean);
+    const App::HitTarget* clean = find_target(app, Act::Clean);
     ASSERT_NE(clean, nullptr);
     const double w = app.measure_text(tr("Delete permanently"), App::Font::Body) + 40;
     expect_rect(clean->rect, W - 22 - w, 646 + 19, w, 36, "Delete permanently");
@@ -310,7 +298,7 @@ TEST(RenderFooter, RightToLeftMirrorsTheDeleteButton) {
     App app;
     Canvas canvas(W, H);
     app.render_offscreen(canvas.cr(), W, H);
-    const App::HitTarget* clean = find(app, Act::Clean);
+    const App::HitTarget* clean = find_target(app, Act::Clean);
     ASSERT_NE(clean, nullptr);
     const double w = app.measure_text(tr("Delete permanently"), App::Font::Body) + 40;
     expect_rect(clean->rect, 22, 665, w, 36, "Delete permanently");
@@ -322,7 +310,7 @@ TEST(RenderFooter, TheButtonTurnsToTheGradientWhenSomethingIsSelected) {
     fill(app);
     Canvas canvas(W, H);
     app.render_offscreen(canvas.cr(), W, H);
-    const App::HitTarget* clean = find(app, Act::Clean);
+    const App::HitTarget* clean = find_target(app, Act::Clean);
     ASSERT_NE(clean, nullptr);
     const int px = static_cast<int>(clean->rect.x + 6), py = static_cast<int>(clean->rect.y + 6);
     const Rgb disabled = canvas.rgb(px, py);
@@ -535,9 +523,9 @@ TEST(RenderDetail, HeaderButtonsAndRowsRegisterTheirTargets) {
     app.m_selection = "gradle";
     Canvas canvas(W, H);
     app.render_offscreen(canvas.cr(), W, H);
-    const App::HitTarget* reveal = find(app, Act::RevealCategory, 0);
-    const App::HitTarget* safe = find(app, Act::SelectAllSafe);
-    const App::HitTarget* none = find(app, Act::SelectNone);
+    const App::HitTarget* reveal = find_target(app, Act::RevealCategory, 0);
+    const App::HitTarget* safe = find_target(app, Act::SelectAllSafe);
+    const App::HitTarget* none = find_target(app, Act::SelectNone);
     ASSERT_TRUE(reveal && safe && none);
     // 8 apart, the last ending at the page's right margin (290 + 782).
     EXPECT_NEAR(none->rect.x + none->rect.w, 1072, 0.01);
@@ -571,7 +559,7 @@ TEST(RenderDetail, AnEmptyCategoryShowsNoRows) {
     Canvas canvas(W, H);
     app.render_offscreen(canvas.cr(), W, H);
     EXPECT_TRUE(targets_of(app, Act::ToggleItem).empty());
-    EXPECT_NE(find(app, Act::RevealCategory, 0), nullptr);
+    EXPECT_NE(find_target(app, Act::RevealCategory, 0), nullptr);
 }
 
 TEST(RenderDetail, FiftyThousandEntriesLayOutOnlyTheVisibleRows) {
@@ -596,7 +584,7 @@ TEST(RenderDetail, FiftyThousandEntriesLayOutOnlyTheVisibleRows) {
         EXPECT_LT(rows[i].rect.y, 646);
     }
     EXPECT_NEAR(rows[0].index, 25000, 10);
-    EXPECT_EQ(find(app, Act::SelectAllSafe), nullptr) << "the header scrolled away";
+    EXPECT_EQ(find_target(app, Act::SelectAllSafe), nullptr) << "the header scrolled away";
 }
 
 TEST(RenderDetail, RightToLeftMirrorsRowsAndButtons) {
@@ -618,11 +606,11 @@ TEST(RenderDetail, RightToLeftMirrorsRowsAndButtons) {
         expect_rect(b[i].rect, W - a[i].rect.x - a[i].rect.w, a[i].rect.y, a[i].rect.w, a[i].rect.h,
                     "mirrored row");
     // "None" ends the row of buttons: in mirror image it starts at the left margin.
-    const App::HitTarget* none = find(app, Act::SelectNone);
+    const App::HitTarget* none = find_target(app, Act::SelectNone);
     ASSERT_NE(none, nullptr);
     EXPECT_NEAR(none->rect.x, W - 1072, 0.01);
     // The check box of row 0 stands at the right: x = 1100 - 306 - 18.
-    const App::HitTarget* row = find(app, Act::ToggleItem, 0);
+    const App::HitTarget* row = find_target(app, Act::ToggleItem, 0);
     ASSERT_NE(row, nullptr);
     EXPECT_EQ(canvas.hex(W - 306 - 9, 172 + 45), app.m_palette.control);
 }
@@ -651,7 +639,7 @@ TEST(RenderManual, CardsRegisterTheirButtons) {
             EXPECT_NEAR(buttons[i].rect.y - buttons[i - 1].rect.y, 72, 0.01);
         }
     }
-    const App::HitTarget* manual = find(app, Act::SelectManual);
+    const App::HitTarget* manual = find_target(app, Act::SelectManual);
     ASSERT_NE(manual, nullptr);
 }
 
@@ -666,7 +654,7 @@ TEST(RenderManual, RightToLeftMirrorsTheButtons) {
     app.m_selection = "__manual__";
     Canvas canvas(W, H);
     app.render_offscreen(canvas.cr(), W, H);
-    const App::HitTarget* b = find(app, Act::OpenManualItem, 0);
+    const App::HitTarget* b = find_target(app, Act::OpenManualItem, 0);
     ASSERT_NE(b, nullptr);
     EXPECT_NEAR(b->rect.x, W - (1072 - 16), 0.01);
 }

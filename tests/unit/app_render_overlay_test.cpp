@@ -16,6 +16,8 @@
 using render_test::Canvas;
 using render_test::category;
 using render_test::targets_of;
+using render_test::expect_rect;
+using render_test::find_target;
 using Act = App::Act;
 
 namespace {
@@ -33,20 +35,6 @@ void fill(App& app) {
 void draw(App& app, Canvas& canvas) {
     app.render_offscreen(canvas.cr(), canvas.width(), canvas.height());
     app.render_offscreen(canvas.cr(), canvas.width(), canvas.height());
-}
-
-const App::HitTarget* find(const App& app, Act act, int index = 0) {
-    for (const App::HitTarget& t : app.m_targets)
-        if (t.act == act && t.index == index)
-            return &t;
-    return nullptr;
-}
-
-void expect_rect(const RectF& r, double x, double y, double w, double h, const char* what) {
-    EXPECT_NEAR(r.x, x, 0.01) << what;
-    EXPECT_NEAR(r.y, y, 0.01) << what;
-    EXPECT_NEAR(r.w, w, 0.01) << what;
-    EXPECT_NEAR(r.h, h, 0.01) << what;
 }
 
 // Body-font width of a label, measured the way the card measures it.
@@ -126,8 +114,8 @@ TEST(RenderDialog, AWideWindowGetsA460CardCentredWithButtonsFromTheRight) {
     const double x = (W - 460) / 2.0;
     const double y = (H - card_h) / 2;
 
-    const App::HitTarget* cancel = find(app, Act::DialogButton, 0);
-    const App::HitTarget* del = find(app, Act::DialogButton, 1);
+    const App::HitTarget* cancel = find_target(app, Act::DialogButton, 0);
+    const App::HitTarget* del = find_target(app, Act::DialogButton, 1);
     ASSERT_NE(cancel, nullptr);
     ASSERT_NE(del, nullptr);
     const double cw = body_width(app, canvas, I18n::instance().tr("Cancel")) + 34;
@@ -165,7 +153,7 @@ TEST(RenderDialog, AFiveHundredPixelWindowGetsA440CardWithTextNarrowerBy48) {
     draw(app, canvas);
     const size_t n = wrapped_lines(app, canvas, app.m_dialog_message, 392);
     const double card_h = n * 20.0 + 150;
-    const App::HitTarget* cancel = find(app, Act::DialogButton, 0);
+    const App::HitTarget* cancel = find_target(app, Act::DialogButton, 0);
     ASSERT_NE(cancel, nullptr);
     // The card spans 30 to 470; its last button ends 24 inside it.
     EXPECT_NEAR(cancel->rect.x + cancel->rect.w, 470 - 24, 0.01);
@@ -182,8 +170,8 @@ TEST(RenderDialog, InRightToLeftTheButtonsAreMirrored) {
     app.confirm_clean();
     Canvas canvas(W, H);
     draw(app, canvas);
-    const App::HitTarget* cancel = find(app, Act::DialogButton, 0);
-    const App::HitTarget* del = find(app, Act::DialogButton, 1);
+    const App::HitTarget* cancel = find_target(app, Act::DialogButton, 0);
+    const App::HitTarget* del = find_target(app, Act::DialogButton, 1);
     ASSERT_NE(cancel, nullptr);
     ASSERT_NE(del, nullptr);
     // Mirrored: Cancel now starts 24 inside the card's left edge.
@@ -199,7 +187,7 @@ TEST(RenderDialog, PressingAButtonByItsTargetActsOnItsId) {
     app.show_dialog("t", "m", {{3, "Show", false, false}, {0, "Close", false, true}});
     Canvas canvas(W, H);
     draw(app, canvas);
-    const App::HitTarget* show = find(app, Act::DialogButton, 3);
+    const App::HitTarget* show = find_target(app, Act::DialogButton, 3);
     ASSERT_NE(show, nullptr);
     app.on_click(show->rect.x + 1, show->rect.y + 1, false);
     EXPECT_EQ(app.m_overlay, App::Overlay::None);
@@ -218,7 +206,7 @@ TEST(RenderDialog, ALongMessageMakesATallerCard) {
     const size_t n = wrapped_lines(app, canvas, text, 412);
     ASSERT_GT(n, 5u);
     const double card_h = n * 20.0 + 150;
-    const App::HitTarget* close = find(app, Act::DialogButton, 0);
+    const App::HitTarget* close = find_target(app, Act::DialogButton, 0);
     ASSERT_NE(close, nullptr);
     EXPECT_NEAR(close->rect.y, (H - card_h) / 2 + card_h - 48, 0.01);
 }
@@ -245,7 +233,7 @@ TEST(RenderAbout, WithoutASnapTheCardIs440By340AndCentred) {
     ASSERT_NE(close, nullptr) << "the Close button";
     EXPECT_NEAR(close->rect.y, card.y + card.h - 46, 0.01);
     EXPECT_NEAR(close->rect.x + close->rect.w / 2, W / 2.0, 0.01);
-    const App::HitTarget* link = find(app, Act::LinkWebsite);
+    const App::HitTarget* link = find_target(app, Act::LinkWebsite);
     ASSERT_NE(link, nullptr);
     EXPECT_NEAR(link->rect.x + link->rect.w / 2, W / 2.0, 0.01);
     EXPECT_GT(link->rect.w, 40);
@@ -265,7 +253,7 @@ TEST(RenderAbout, AnEmptySnapVersionGivesNoSnapLine) {
     app.m_overlay = App::Overlay::About;
     Canvas canvas(W, H);
     draw(app, canvas);
-    const App::HitTarget* link = find(app, Act::LinkWebsite);
+    const App::HitTarget* link = find_target(app, Act::LinkWebsite);
     ASSERT_NE(link, nullptr);
     const RectF card = render::about_card(W, H, false);
     // Nothing moved down: the link stands where it does without a Snap.
@@ -293,7 +281,7 @@ TEST(RenderAbout, VersionAndRevisionMakeTheCard360HighAndMoveTheRestDown) {
     app.m_overlay = App::Overlay::About;
     Canvas canvas(W, H);
     draw(app, canvas);
-    const App::HitTarget* link = find(app, Act::LinkWebsite);
+    const App::HitTarget* link = find_target(app, Act::LinkWebsite);
     ASSERT_NE(link, nullptr);
     EXPECT_NEAR(link->rect.y, card.y + 26 + 72 + 16 + 30 + 20 + 26 + 22 + 22 + 24, 0.01);
 }
@@ -328,15 +316,15 @@ TEST(RenderSettings, EveryChoiceAndControlHasItsTarget) {
     Canvas canvas(W, H);
     draw(app, canvas);
     for (int theme : {100, 101, 102})
-        EXPECT_NE(find(app, Act::SettingsTheme, theme), nullptr) << theme;
-    EXPECT_NE(find(app, Act::SettingsLang, 200), nullptr);
+        EXPECT_NE(find_target(app, Act::SettingsTheme, theme), nullptr) << theme;
+    EXPECT_NE(find_target(app, Act::SettingsLang, 200), nullptr);
     const int langs = static_cast<int>(I18n::available().size());
     EXPECT_EQ(langs, 22);
     for (int k = 0; k < langs; ++k)
-        EXPECT_NE(find(app, Act::SettingsLang, 201 + k), nullptr) << k;
+        EXPECT_NE(find_target(app, Act::SettingsLang, 201 + k), nullptr) << k;
     for (Act act : {Act::ChooseProjects, Act::ResetProjects, Act::EditFileManager,
                     Act::ClearFileManager, Act::TestFileManager})
-        EXPECT_NE(find(app, act), nullptr) << static_cast<int>(act);
+        EXPECT_NE(find_target(app, act), nullptr) << static_cast<int>(act);
 }
 
 TEST(RenderSettings, TheCardFitsTheSmallestWindowAndNoTwoControlsOverlap) {
@@ -394,8 +382,8 @@ TEST(RenderSettings, TheChosenAppearanceIsMarked) {
     app.open_settings();
     Canvas canvas(W, H);
     draw(app, canvas);
-    const App::HitTarget* light = find(app, Act::SettingsTheme, 101); // the default
-    const App::HitTarget* dark = find(app, Act::SettingsTheme, 102);
+    const App::HitTarget* light = find_target(app, Act::SettingsTheme, 101); // the default
+    const App::HitTarget* dark = find_target(app, Act::SettingsTheme, 102);
     ASSERT_NE(light, nullptr);
     ASSERT_NE(dark, nullptr);
     const std::string chosen = canvas.hex(static_cast<int>(light->rect.x + 6),
@@ -411,7 +399,7 @@ TEST(RenderSettings, InRightToLeftTheControlsAreMirrored) {
     ltr_app.open_settings();
     Canvas a(W, H);
     draw(ltr_app, a);
-    const App::HitTarget* test_ltr = find(ltr_app, Act::TestFileManager);
+    const App::HitTarget* test_ltr = find_target(ltr_app, Act::TestFileManager);
     ASSERT_NE(test_ltr, nullptr);
 
     render_test::Language hebrew("he");
@@ -419,7 +407,7 @@ TEST(RenderSettings, InRightToLeftTheControlsAreMirrored) {
     rtl_app.open_settings();
     Canvas b(W, H);
     draw(rtl_app, b);
-    const App::HitTarget* test_rtl = find(rtl_app, Act::TestFileManager);
+    const App::HitTarget* test_rtl = find_target(rtl_app, Act::TestFileManager);
     ASSERT_NE(test_rtl, nullptr);
     EXPECT_GT(test_ltr->rect.x, W / 2);
     EXPECT_LT(test_rtl->rect.x, W / 2);

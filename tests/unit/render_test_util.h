@@ -6,6 +6,7 @@
 #include "i18n.h"
 
 #include <cairo.h>
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
@@ -136,6 +137,26 @@ inline CatState category(const std::string& id, GroupKind group, std::vector<int
         c.items.push_back(it);
     }
     return c;
+}
+
+// A target as a frame would register it.
+inline App::HitTarget hit_target(float x, float y, float w, float h, App::Act act, int index = 0) {
+    return {RectF{x, y, w, h}, act, index};
+}
+
+// The first target of the frame with this act and index, or null.
+inline const App::HitTarget* find_target(const App& app, App::Act act, int index = 0) {
+    for (const App::HitTarget& t : app.m_targets)
+        if (t.act == act && t.index == index)
+            return &t;
+    return nullptr;
+}
+
+inline void expect_rect(const RectF& r, double x, double y, double w, double h, const char* what) {
+    EXPECT_NEAR(r.x, x, 0.01) << what;
+    EXPECT_NEAR(r.y, y, 0.01) << what;
+    EXPECT_NEAR(r.w, w, 0.01) << what;
+    EXPECT_NEAR(r.h, h, 0.01) << what;
 }
 
 inline std::vector<App::HitTarget> targets_of(const App& app, App::Act act) {

@@ -9,13 +9,16 @@ packages=(
     g++ make cmake pkg-config
     # GTK 3 with Cairo, Pango and GLib headers.
     libgtk-3-dev
+    # Reading git repositories (discovery, the index, ignore rules) to tell a
+    # project's build output from files that are committed there.
+    libgit2-dev
     # Translations: the generator that turns the gettext catalogues into tables,
     # and xgettext/msgfmt, which the tests use to check the catalogues.
     python3 gettext
     # Time-zone data: dates are shown in local time, and tests pin a zone.
     tzdata
-    # Unit tests.
-    googletest libgtest-dev libgmock-dev
+    # Unit tests; git builds the real repositories the project-search tests judge.
+    googletest libgtest-dev libgmock-dev git
     # Fuzzing the mount-table parser and the deletion guard: clang with libFuzzer's runtime.
     clang libclang-rt-dev
     # End-to-end tests: a virtual X server, input and screenshots, window queries

@@ -1,0 +1,182 @@
+// Reading git repositories with libgit2.
+//
+// A folder's repository is found by discovery from the folder that holds it
+// (so a submodule or nested repository checked out in the folder itself is
+// seen from the outside, as the index that tracks it sees it). The index is
+// copied once into a sorted list of paths: the entries below a folder are
+// then one contiguous range, found by two binary searches, and the library's
+// index object does not have to be shared between threads.
+
+#include "git_repo.h"
+
+#include "strutil.h"
+
+#include <git2.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
+#include <mutex>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+namespace git_repo {
+
+namespace {
+
+void init_library() {
+    // Never shut down: the library's global state lives until the process ends.
+    static const int once = [] { return git_libgit2_init(); }();
+    (void)once;
+}
+
+std::string real_path(const std::string& path) {
+    char buf[PATH_MAX];
+    if (!realpath(path.c_str(), buf))
+        return "";
+    return buf;
+}
+
+struct RepoData {
+    std::mutex m; // serialises every call into `repo`
+    bool loaded = false;
+    bool readable = false;
+    git_repository* repo = nullptr; // kept for the ignore rules
+    std::string workdir;            // real path, ending in "/"
+    std::vector<std::string> paths; // every index entry, sorted byte-wise
+    std::unordered_set<std::string> gitlinks;
+
+    RepoData() = default;
+    RepoData(const RepoData&) = delete;
+    RepoData& operator=(const RepoData&) = delete;
+    ~RepoData() {
+        if (repo)
+            git_repository_free(repo);
+    }
+};
+
+// Opens the repository that holds `start` and copies its index. A repository
+// the library refuses to open (another user's, for one) or whose index it
+// cannot read stays unreadable; so does a bare one, which has no work tree to
+// hold anything.
+void load(RepoData& d, const std::string& start) {
+    d.loaded = true;
+    git_repository* repo = nullptr;
+    if (git_repository_open_ext(&repo, start.c_str(), 0, nullptr) != 0)
+        return;
+    const char* wd = git_repository_workdir(repo);
+    d.workdir = wd ? real_path(wd) : "";
+    git_index* index = nullptr;
+    if (d.workdir.empty() || git_repository_index(&index, repo) != 0) {
+        git_repository_free(repo);
+        return;
+    }
+    if (d.workdir != "/")
+        d.workdir += "/";
+    const size_t n = git_index_entrycount(index);
+    d.paths.reserve(n);
+    for (size_t i = 0; i < n; ++i) {
+        const git_index_entry* e = git_index_get_byindex(index, i);
+        if (!e || !e->path)
+            continue;
+        d.paths.emplace_back(e->path);
+        if (e->mode == GIT_FILEMODE_COMMIT)
+            d.gitlinks.insert(e->path);
+    }
+    git_index_free(index);
+    std::sort(d.paths.begin(), d.paths.end());
+    d.repo = repo;
+    d.readable = true;
+}
+
+// What the loaded repository says of the folder (its real path). The caller
+// holds d.m.
+Facts facts_in(RepoData& d, const std::string& folder, bool ignores) {
+    Facts f;
+    f.repo = Facts::Repo::Unreadable;
+    if (!d.readable || !su::starts_with(folder + "/", d.workdir) ||
+        folder.size() < d.workdir.size())
+        return f;
+    const std::string rel = folder.substr(d.workdir.size());
+    f.repo = Facts::Repo::Readable;
+    // Everything below rel/ sorts between "rel/" and "rel0" ('0' follows '/').
+    const auto lo = std::lower_bound(d.paths.begin(), d.paths.end(), rel + "/");
+    const auto hi = std::lower_bound(lo, d.paths.end(), rel + "0");
+    f.tracked = hi - lo;
+    // An entry for the folder itself: a submodule, or a file it replaced.
+    if (std::binary_search(d.paths.begin(), d.paths.end(), rel)) {
+        ++f.tracked;
+        f.submodule = d.gitlinks.count(rel) > 0;
+    }
+    if (ignores) {
+        int ignored = 0;
+        if (git_ignore_path_is_ignored(&ignored, d.repo, rel.c_str()) == 0)
+            f.ignored = ignored != 0;
+    }
+    return f;
+}
+
+} // namespace
+
+struct Cache::Impl {
+    mutable std::mutex m;
+    // By the git folder discovery names: a linked worktree has its own.
+    std::unordered_map<std::string, std::shared_ptr<RepoData>> repos;
+
+    Facts facts(const std::string& folder, bool ignores) {
+        init_library();
+        Facts f;
+        const std::string real = real_path(folder);
+        const std::string parent = su::parent_of(real);
+        if (real.empty() || parent.empty()) {
+            // Gone, or the root itself: nothing can be known of it.
+            f.repo = Facts::Repo::Unreadable;
+            return f;
+        }
+        git_buf found = GIT_BUF_INIT;
+        const int rc = git_repository_discover(&found, parent.c_str(), 0, nullptr);
+        if (rc == GIT_ENOTFOUND) {
+            git_buf_dispose(&found);
+            return f;
+        }
+        if (rc != 0 || !found.ptr) {
+            git_buf_dispose(&found);
+            f.repo = Facts::Repo::Unreadable;
+            return f;
+        }
+        const std::string key = found.ptr;
+        git_buf_dispose(&found);
+        std::shared_ptr<RepoData> d;
+        {
+            std::lock_guard<std::mutex> lock(m);
+            std::shared_ptr<RepoData>& slot = repos[key];
+            if (!slot)
+                slot = std::make_shared<RepoData>();
+            d = slot;
+        }
+        std::lock_guard<std::mutex> lock(d->m);
+        if (!d->loaded)
+            load(*d, parent);
+        return facts_in(*d, real, ignores);
+    }
+};
+
+Cache::Cache() : m(std::make_unique<Impl>()) {}
+Cache::~Cache() = default;
+
+Facts Cache::facts(const std::string& folder) {
+    return m->facts(folder, true);
+}
+
+int Cache::repositories_opened() const {
+    std::lock_guard<std::mutex> lock(m->m);
+    return static_cast<int>(m->repos.size());
+}
+
+Facts facts_now(const std::string& folder) {
+    Cache fresh;
+    return fresh.m->facts(folder, false);
+}
+
+} // namespace git_repo

@@ -65,6 +65,27 @@ struct CategoryDef {
     bool keep_newest = false; // the newest child is offered but marked to keep
 };
 
+// What shows that a folder the project search found by its name is really a
+// tool's output and not the user's own work. One row per kind of folder; a
+// row speaks for a folder when its name matches and every list the row fills
+// finds something (any one entry of a list will do).
+struct ArtefactRule {
+    std::string name; // the folder's name; "*" for any folder the search finds
+    // Project files in the folder that holds it, as shell patterns ("*.iml").
+    std::vector<std::string> beside;
+    // Files the tool itself writes inside it.
+    std::vector<std::string> inside;
+    // Without one of `inside` the folder is not this kind at all and is not
+    // offered (a "venv" package in a Python installation is no environment).
+    bool required = false;
+    // When set, what it may hold: every entry directly inside must match one
+    // of these patterns. Anything else is somebody's file, not the tool's.
+    std::vector<std::string> only;
+    // The project file beside it must name this folder as its output
+    // directory ("outDir" of a tsconfig.json), not merely exist.
+    bool names_it_as_output = false;
+};
+
 // ---------------------------------------------------------------------------
 // Presentation tables and catalog access
 // ---------------------------------------------------------------------------
@@ -101,5 +122,9 @@ void set_projects_root(const std::string& root);
 const std::vector<std::string>& recursive_skip();
 // The names the project categories look for, each once, in catalog order.
 const std::vector<std::string>& recursive_claimed();
+
+// The evidence table of the project search, built once. Adding a kind of
+// build output is adding a row here.
+const std::vector<ArtefactRule>& artefact_rules();
 
 } // namespace catalog

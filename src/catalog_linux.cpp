@@ -541,4 +541,44 @@ const std::vector<std::string>& recursive_claimed() {
     return names;
 }
 
+const std::vector<ArtefactRule>& artefact_rules() {
+    static const std::vector<ArtefactRule> rules = [] {
+        using V = std::vector<std::string>;
+        // Every Gradle project has one of these at its root.
+        const V gradle = {"build.gradle", "build.gradle.kts", "settings.gradle",
+                          "settings.gradle.kts", "gradlew"};
+        // CACHEDIR.TAG is the common mark of a cache folder (cargo, pytest,
+        // mypy, ruff and others write it); it counts only with its signature.
+        // clang-format off
+        return std::vector<ArtefactRule>{
+            // name            beside                               inside                  required  only                                              output
+            {"*",              {},                                  {"CACHEDIR.TAG"},       false,    {},                                               false},
+            {"node_modules",   {"package.json"},                    {},                     false,    {},                                               false},
+            {"node_modules",   {},                                  {".package-lock.json", ".modules.yaml", ".yarn-integrity", ".yarn-state.yml"},
+                                                                                            false,    {},                                               false},
+            {"target",         {"Cargo.toml", "pom.xml", "build.sbt"}, {},                  false,    {},                                               false},
+            {"target",         {},                                  {".rustc_info.json"},   false,    {},                                               false},
+            {"build",          gradle,                              {},                     false,    {},                                               false},
+            {"build",          {"CMakeLists.txt"},                  {"CMakeCache.txt"},     false,    {},                                               false},
+            {"build",          {},                                  {"CMakeCache.txt"},     false,    {},                                               false},
+            {"build",          {"meson.build"},                     {},                     false,    {},                                               false},
+            {"build",          {"pubspec.yaml"},                    {},                     false,    {},                                               false},
+            {"build",          {"setup.py", "pyproject.toml"},      {},                     false,    {},                                               false},
+            {"out",            {"*.iml"},                           {},                     false,    {},                                               false},
+            {"out",            {"next.config.*"},                   {},                     false,    {},                                               false},
+            {"out",            {"tsconfig.json"},                   {},                     false,    {},                                               true},
+            {".gradle",        gradle,                              {},                     false,    {},                                               false},
+            {"__pycache__",    {},                                  {},                     false,    {"*.pyc"},                                        false},
+            {".pytest_cache",  {},                                  {},                     false,    {"v", "README.md", ".gitignore", "CACHEDIR.TAG"}, false},
+            {".mypy_cache",    {},                                  {},                     false,    {"[0-9]*", "missing_stubs", ".gitignore", "CACHEDIR.TAG"},
+                                                                                                                                                        false},
+            {".ruff_cache",    {},                                  {},                     false,    {"[0-9]*", ".gitignore", "CACHEDIR.TAG"},         false},
+            {"venv",           {},                                  {"pyvenv.cfg"},         true,     {},                                               false},
+            {".venv",          {},                                  {"pyvenv.cfg"},         true,     {},                                               false},
+        };
+        // clang-format on
+    }();
+    return rules;
+}
+
 } // namespace catalog

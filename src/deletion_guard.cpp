@@ -174,8 +174,12 @@ const std::unordered_set<std::string>& protected_exact() {
     return set;
 }
 
-std::vector<std::string> user_dirs_paths(const std::string& home, const std::string& text) {
-    std::vector<std::string> out;
+namespace {
+
+// Calls fn(variable, folder) for every entry of a "user-dirs.dirs" text whose
+// quoted value begins with "$HOME/" or "/"; no other variable is expanded.
+template <class Fn>
+void for_each_user_dir(const std::string& home, const std::string& text, Fn&& fn) {
     std::size_t pos = 0;
     while (pos < text.size()) {
         std::size_t nl = text.find('\n', pos);
@@ -190,15 +194,32 @@ std::vector<std::string> user_dirs_paths(const std::string& home, const std::str
         if (value.size() < 2 || value.front() != '"' || value.back() != '"')
             continue;
         value = value.substr(1, value.size() - 2);
-        // Only "$HOME/..." and absolute values; no other variable is expanded.
         // Entries are normalised like every path they are compared with, so
         // "$HOME/Bilder/" protects the same folder as "$HOME/Bilder".
         if (su::starts_with(value, "$HOME/"))
-            out.push_back(normalize(home + value.substr(5)));
+            fn(line.substr(0, eq), normalize(home + value.substr(5)));
         else if (su::starts_with(value, "/"))
-            out.push_back(normalize(value));
+            fn(line.substr(0, eq), normalize(value));
     }
+}
+
+} // namespace
+
+std::vector<std::string> user_dirs_paths(const std::string& home, const std::string& text) {
+    std::vector<std::string> out;
+    for_each_user_dir(
+        home, text, [&](const std::string&, const std::string& folder) { out.push_back(folder); });
     return out;
+}
+
+std::string user_dir(const std::string& home, const std::string& text,
+                     const std::string& variable) {
+    std::string found;
+    for_each_user_dir(home, text, [&](const std::string& name, const std::string& folder) {
+        if (name == variable)
+            found = folder;
+    });
+    return found;
 }
 
 bool is_protected(const std::string& path) {

@@ -52,4 +52,8 @@ const std::unordered_set<std::string>& protected_exact();
 // values that begin with "$HOME/" or "/", normalised. Everything else is ignored.
 std::vector<std::string> user_dirs_paths(const std::string& home, const std::string& text);
 
+// The folder one variable of a "user-dirs.dirs" text names ("XDG_DOCUMENTS_DIR",
+// say), read by the same rules; the last entry wins, "" when there is none.
+std::string user_dir(const std::string& home, const std::string& text, const std::string& variable);
+
 } // namespace deletion_guard

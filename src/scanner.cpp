@@ -11,6 +11,7 @@
 
 #include "scanner.h"
 
+#include "evidence.h"
 #include "paths.h"
 #include "scanner_deadline.h"
 
@@ -202,7 +203,11 @@ struct ProjectSearch {
             if (!st.ok || st.is_link || !st.is_dir)
                 return true;
             if (in_list(def.names, name)) {
-                // A match is never searched further: no node_modules inside node_modules.
+                // A match is never searched further: no node_modules inside
+                // node_modules. A folder that only has the name (a "venv"
+                // package without pyvenv.cfg) is neither offered nor entered.
+                if (!evidence::is_artefact(dir_fd, name))
+                    return true;
                 const std::string folder = after_last_slash(dir);
                 ScannedInfo info;
                 info.path = to_display_path(dir + "/" + name);

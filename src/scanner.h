@@ -30,6 +30,9 @@ namespace scanner {
 struct Measure {
     int64_t bytes = 0;       // allocated bytes: blocks x 512
     time_t newest_mtime = 0; // newest modification time seen; 0 when nothing was measured
+    // Something named ".git" lies below the folder: a repository of its own,
+    // which the project search must not take for build output.
+    bool holds_git = false;
 };
 
 // What lstat says of a path. When ok is false every other field is zero.

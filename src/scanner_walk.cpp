@@ -166,6 +166,7 @@ struct Shared {
     std::vector<std::thread> helpers;
     int64_t bytes = 0;
     time_t newest = 0;
+    bool git = false;
 
     std::mutex links_m;
     std::unordered_set<uint64_t> links;
@@ -196,6 +197,7 @@ public:
 
     int64_t bytes = 0;
     time_t newest = 0;
+    bool git = false;
 
 private:
     Shared& m_sh;
@@ -240,6 +242,8 @@ void Walker::read_dir(Frame& f) {
             const char* name = d->d_name;
             if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0)))
                 continue;
+            if (name[0] == '.' && std::strcmp(name, ".git") == 0)
+                git = true;
             struct stat st {};
             if (fstatat(f.fd, name, &st, AT_SYMLINK_NOFOLLOW) != 0 || S_ISLNK(st.st_mode))
                 continue;
@@ -450,8 +454,10 @@ void Walker::serve(bool helper) {
     }
     m_sh.bytes += bytes;
     m_sh.newest = std::max(m_sh.newest, newest);
+    m_sh.git = m_sh.git || git;
     bytes = 0;
     newest = 0;
+    git = false;
 }
 
 // Walks below the directory open at fd (taking it) and adds to out.
@@ -482,6 +488,7 @@ void walk_below(int fd, bool share, StopFlags stop, scanner::Measure& out) {
         t.join();
     out.bytes += sh.bytes;
     out.newest_mtime = std::max(out.newest_mtime, sh.newest);
+    out.holds_git = out.holds_git || sh.git;
 }
 
 } // namespace

@@ -678,3 +678,41 @@ TEST(ScannerDeadline, AnAbandonedListingKeepsItsOwnCopyOfTheRow) {
     }
     EXPECT_TRUE(eventually([] { return scanner_testing::live_guard_states() == 0; }));
 }
+
+// ---------------------------------------------------------------------------
+// The project search and the evidence table
+// ---------------------------------------------------------------------------
+
+TEST(ScannerProjects, AVenvWithoutItsConfigFileIsNoEnvironmentAndIsNotListed) {
+    test_env::TempHome home;
+    const std::string h = home.path("home");
+    write_file(h + "/code/app/.venv/pyvenv.cfg", 20);
+    write_file(h + "/code/app/venv/__init__.py", 20); // a package that happens to be called venv
+    // The Python library's own venv package, five levels down a pyenv installation.
+    write_file(h + "/.pyenv/versions/3.11.7/lib/python3.11/venv/__init__.py", 20);
+    EXPECT_EQ(paths_of(scanner::list(project_row(h, {"venv", ".venv"}), nullptr)),
+              std::vector<std::string>{h + "/code/app/.venv"});
+}
+
+TEST(ScannerProjects, ACandidateInsideAnotherCandidateIsNeverListed) {
+    test_env::TempHome home;
+    const std::string root = home.path("r");
+    write_file(root + "/p/package.json", 2);
+    write_file(root + "/p/build/node_modules/.package-lock.json", 2);
+    write_file(root + "/p/node_modules/lib/__pycache__/m.pyc", 2);
+    write_file(root + "/p/target/out/x", 2);
+    write_file(root + "/p/.venv/pyvenv.cfg", 2);
+    write_file(root + "/p/.venv/lib/site/__pycache__/y.pyc", 2);
+    std::vector<std::string> all;
+    for (const std::vector<std::string>& names : std::vector<std::vector<std::string>>{
+             {"node_modules"},
+             {"build", "out", "target"},
+             {"__pycache__", ".pytest_cache", ".mypy_cache", ".ruff_cache"},
+             {"venv", ".venv"},
+             {".gradle"}})
+        for (const std::string& p : paths_of(scanner::list(project_row(root, names), nullptr)))
+            all.push_back(p);
+    std::sort(all.begin(), all.end());
+    EXPECT_EQ(all, (std::vector<std::string>{root + "/p/.venv", root + "/p/build",
+                                             root + "/p/node_modules", root + "/p/target"}));
+}

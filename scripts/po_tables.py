@@ -54,7 +54,7 @@ LANGUAGES = [
     ("zh", "中文", False),
 ]
 
-EXPECTED_KEYS = 195
+EXPECTED_KEYS = 212
 
 PROG = "po_tables"
 

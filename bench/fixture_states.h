@@ -7,6 +7,7 @@
 
 #include "app.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <ctime>
 #include <string>
@@ -69,6 +70,52 @@ inline const std::vector<Row>& rows() {
     return table;
 }
 
+// What a scan says of project folders, one set per entry in turn: every
+// reason the program can give, in the longest combinations that occur.
+inline std::vector<evidence::Reason> project_reasons(int i) {
+    using R = evidence::Reason;
+    using S = SafetyLevel;
+    const R ignored{"Ignored by git", "", -1, S::Safe};
+    switch (i % 9) {
+    case 0:
+        return {ignored,
+                {"beside %s", "package.json", -1, S::Safe},
+                {"marked by %s", ".package-lock.json", -1, S::Safe}};
+    case 1:
+        return {{"Holds %s files tracked by git", "", 12345, S::Risky},
+                {"No project file beside it", "", -1, S::Caution},
+                ignored};
+    case 2:
+        return {{"No project file beside it", "", -1, S::Caution},
+                {"Inside a hidden folder of your home", "", -1, S::Caution}};
+    case 3:
+        return {{"Is a git submodule", "", -1, S::Risky},
+                {"beside %s", "settings.gradle.kts", -1, S::Safe}};
+    case 4:
+        return {{"Holds a git repository of its own", "", -1, S::Risky},
+                {"Holds files its tool does not write", "", -1, S::Risky}};
+    case 5:
+        return {{"Its git repository could not be read", "", -1, S::Caution},
+                {"Inside your documents folder", "", -1, S::Caution}};
+    case 6:
+        return {{"Holds a file tracked by git", "", -1, S::Risky},
+                {"Inside your documents folder", "", -1, S::Caution}};
+    case 7:
+        return {{"Holds only what its tool writes", "", -1, S::Safe}, ignored};
+    default:
+        return {{"marked by %s", "CACHEDIR.TAG", -1, S::Safe},
+                {"beside %s", "next.config.mjs", -1, S::Safe}};
+    }
+}
+
+// The level those reasons give.
+inline SafetyLevel level_of(const std::vector<evidence::Reason>& reasons) {
+    SafetyLevel level = SafetyLevel::Safe;
+    for (const evidence::Reason& r : reasons)
+        level = std::max(level, r.weight);
+    return level;
+}
+
 // A plausible entry name for entry i of a category.
 inline std::string entry_name(const Row& row, int i) {
     const std::string id = row.id;
@@ -97,6 +144,8 @@ inline CatState make_state(const Row& row, int entries, const std::string& home,
     c.def.path = home + "/" + row.folder;
     c.def.safety = row.safety;
     c.def.keep_newest = row.keep_newest;
+    if (row.group == GroupKind::Projects)
+        c.def.listing = ListingKind::Recursive;
     c.did_scan = true;
     const int n = entries;
     int64_t weight_sum = 0;
@@ -113,6 +162,10 @@ inline CatState make_state(const Row& row, int entries, const std::string& home,
         it.size_known = true;
         it.modified = now - static_cast<time_t>(3600) * (i * 37 % 2000 + 1);
         it.safety = row.safety;
+        if (row.group == GroupKind::Projects) {
+            it.reasons = project_reasons(i);
+            it.safety = std::max(row.safety, level_of(it.reasons));
+        }
         c.items.push_back(std::move(it));
     }
     if (row.keep_newest && !c.items.empty()) {

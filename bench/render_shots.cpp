@@ -53,14 +53,22 @@ void fill(App& app, time_t now) {
             for (size_t i = 0; i < c.items.size(); i += 3)
                 c.items[i].selected = true;
     app.m_manual.clear();
-    const char* reasons[] = {"Read-only location", "Permission denied", ""};
-    for (int i = 0; i < 3; ++i) {
+    struct Left {
+        const char* name;
+        const char* path; // below the home
+        const char* reason;
+    };
+    const Left left[] = {
+        {"node_modules", "/projects/shared-readonly/frontend/node_modules", "Read-only location"},
+        {"target", "/projects/deploy-tool/target", "Holds files tracked by git"},
+        {"build", "/projects/game/build", "In use by a running program"},
+        {"android-34", "/Android/Sdk/system-images/android-34", ""},
+    };
+    for (const Left& l : left) {
         Item it;
-        it.name = i == 0 ? "node_modules" : (i == 1 ? "caches" : "android-34");
-        it.path = std::string(HOME) +
-                  (i == 0 ? "/projects/shared-readonly/frontend/node_modules"
-                          : (i == 1 ? "/.gradle/caches" : "/Android/Sdk/system-images/android-34"));
-        it.detail = reasons[i];
+        it.name = l.name;
+        it.path = std::string(HOME) + l.path;
+        it.detail = l.reason;
         app.m_manual.push_back(it);
     }
 }
@@ -114,6 +122,10 @@ int main(int argc, char** argv) {
 
         app.m_selection = "nodeModules";
         shot(app, prefix + "category.png", w, h);
+        // Further down: the rows whose folders hold work, and why.
+        app.m_scroll = 460;
+        shot(app, prefix + "category-scrolled.png", w, h);
+        app.m_scroll = 0;
         app.m_selection = "androidSystemImages";
         shot(app, prefix + "category-keep.png", w, h);
 

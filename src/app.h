@@ -13,6 +13,9 @@
 #pragma once
 
 #include "catalog.h"
+#include "evidence.h"
+#include "git_repo.h"
+#include "scanner.h"
 #include "shell_ops.h"
 #include "theme.h"
 #include "window_manager.h"
@@ -22,6 +25,7 @@
 #include <atomic>
 #include <cstdint>
 #include <ctime>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -56,6 +60,9 @@ struct Item {
     SafetyLevel safety = SafetyLevel::Safe;
     bool keep_hint = false; // newest of a keep-newest category: offered, marked to keep
     bool selected = false;
+    // What speaks for and against deleting a found project folder; shown on
+    // its row. Empty for the other categories.
+    std::vector<evidence::Reason> reasons;
 };
 
 // One category with its scan results.
@@ -246,6 +253,9 @@ public:
     // Lists and measures one category into cat.items. Runs on the worker
     // thread on a private CatState, without m_mutex.
     void scan_category(CatState& cat);
+    // An entry as listed, before it is measured (and, for a project folder,
+    // weighed).
+    static Item item_of(const ScannedInfo& info, const CategoryDef& def);
 
     // Natural version order of two names: runs of digits compare as numbers
     // (leading zeros ignored), other bytes as bytes. Negative, zero or
@@ -387,6 +397,10 @@ public:
     void draw_category_detail();
     void draw_item_row(const Item& item, int index, RectF r, int64_t cat_total,
                        const std::string& accent);
+    // The line under a project folder's row, in the interface language: its
+    // concerns ("Holds 3 files tracked by git"), or when it has none, its
+    // evidence ("Ignored by git · beside Cargo.toml"), joined in their order.
+    std::string reasons_line(const std::vector<evidence::Reason>& reasons) const;
     void draw_manual_list();
 
     // ---- Overlays (app_render_overlay.cpp, app_render_settings.cpp) ----
@@ -447,6 +461,13 @@ public:
     std::atomic<bool> m_worker_running{false};
     std::mutex m_mutex;
     std::atomic<bool> m_dirty{true};
+    // The git repositories the running scan has read, shared by its
+    // measuring threads so that each index is read once per scan. Replaced
+    // by start_scan before the worker starts.
+    std::shared_ptr<git_repo::Cache> m_repos;
+    // Off only in the scan benchmark, to measure what weighing costs: the
+    // project folders then all stay Caution, as before they are weighed.
+    bool m_weigh_projects = true;
     // The ticked paths of the results a rescan replaced, per category id, so
     // that ticks survive the rescan (guarded by m_mutex).
     std::unordered_map<std::string, std::unordered_set<std::string>> m_ticked;

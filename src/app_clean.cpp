@@ -9,8 +9,11 @@
 #include "app.h"
 
 #include "deletion_guard.h"
+#include "evidence.h"
 #include "format.h"
 #include "i18n.h"
+#include "in_use.h"
+#include "paths.h"
 #include "shell_ops.h"
 
 #include <unordered_map>
@@ -69,21 +72,38 @@ void App::confirm_clean() {
         return;
     int count = 0;
     int64_t size = 0;
+    int cautious = 0;
+    int risky = 0;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         if (m_cats.empty())
             return;
         count = selected_count();
         size = selected_size();
+        for (const CatState& c : m_cats)
+            for (const Item& it : c.items)
+                if (it.selected) {
+                    cautious += it.safety == SafetyLevel::Caution ? 1 : 0;
+                    risky += it.safety == SafetyLevel::Risky ? 1 : 0;
+                }
     }
     if (count == 0)
         return;
     const I18n& i18n = I18n::instance();
-    const std::string message =
-        i18n.trf("%s item(s) · %s", ltr(fmt::count(count)).c_str(), ltr(fmt::bytes(size)).c_str()) +
-        "\n" +
-        i18n.tr("This cannot be undone. Caches and build folders are recreated by their tools; "
-                "anything marked Risky is not.");
+    std::string message =
+        i18n.trf("%s item(s) · %s", ltr(fmt::count(count)).c_str(), ltr(fmt::bytes(size)).c_str());
+    // Say so when the selection goes beyond what was proven disposable.
+    std::string marked;
+    if (cautious > 0)
+        marked = i18n.trf("%s of them marked Caution", ltr(fmt::count(cautious)).c_str());
+    if (risky > 0)
+        marked += (marked.empty() ? "" : " · ") +
+                  i18n.trf("%s of them marked Risky", ltr(fmt::count(risky)).c_str());
+    if (!marked.empty())
+        message += "\n" + marked;
+    message +=
+        "\n" + std::string(i18n.tr("This cannot be undone. Caches and build folders are "
+                                   "recreated by their tools; anything marked Risky is not."));
     show_dialog(
         i18n.tr("Delete permanently?"), message,
         {{1, i18n.tr("Delete permanently"), true, false}, {0, i18n.tr("Cancel"), false, true}});
@@ -146,7 +166,17 @@ void App::do_clean() {
     if (paths.empty())
         return;
 
-    const shell_ops::DeleteResult result = shell_ops::delete_permanently(paths);
+    // The scan is a while ago by now: just before each path goes, git is
+    // asked again whether it tracks anything there, and the running programs
+    // whether one of them works inside it.
+    const shell_ops::DeleteResult result =
+        shell_ops::delete_permanently(paths, [](const std::string& path) -> const char* {
+            if (const char* why = evidence::tracked_now(path))
+                return why;
+            if (in_use::by_running_program(to_scan_path(path)))
+                return in_use::REASON;
+            return nullptr;
+        });
 
     {
         std::lock_guard<std::mutex> lock(m_mutex);
@@ -173,7 +203,7 @@ void App::do_clean() {
             // What failed now waits on the "Remove manually" page; its ticks
             // go, so that the next deletion does not try it again unasked.
             const std::unordered_set<std::string> failed(result.failed.begin(),
-                                                          result.failed.end());
+                                                         result.failed.end());
             for (CatState& c : m_cats)
                 for (Item& it : c.items)
                     if (it.selected && failed.count(it.path))

@@ -20,8 +20,10 @@ using render::rect;
 
 namespace {
 
-// Item rows: the last line of a row ends 82 below its top.
+// Item rows: the last line of a row ends 82 below its top. Rows of project
+// folders have one more line, saying why they may or may not go.
 constexpr double ITEM_ROW_H = 90;
+constexpr double REASON_LINE_H = 18;
 constexpr double ITEM_ROW_GAP = 8;
 constexpr double DETAIL_HEADER_H = 104;
 constexpr double HEADER_CHIP = 48;
@@ -58,7 +60,8 @@ void App::draw_category_detail() {
     const double w = c.w - 2 * MARGIN - render::SCROLLBAR;
     const double y0 = c.y + MARGIN - m_scroll;
     const double rows_top = y0 + DETAIL_HEADER_H;
-    const double step = ITEM_ROW_H + ITEM_ROW_GAP;
+    double row_h = ITEM_ROW_H;
+    double step = row_h + ITEM_ROW_GAP;
 
     render::CatView cat;
     bool found = false;
@@ -69,8 +72,11 @@ void App::draw_category_detail() {
         for (size_t i = 0; i < m_cats.size(); ++i)
             if (m_cats[i].def.id == m_selection) {
                 cat = render::view_of(m_cats[i], static_cast<int>(i));
-                const auto [f, l] =
-                    visible_rows(rows_top, step, ITEM_ROW_H, cat.count, c.y, c.y + c.h);
+                if (m_cats[i].def.listing == ListingKind::Recursive) {
+                    row_h = ITEM_ROW_H + REASON_LINE_H;
+                    step = row_h + ITEM_ROW_GAP;
+                }
+                const auto [f, l] = visible_rows(rows_top, step, row_h, cat.count, c.y, c.y + c.h);
                 first = f;
                 rows.assign(m_cats[i].items.begin() + static_cast<long>(f),
                             m_cats[i].items.begin() + static_cast<long>(l));
@@ -141,7 +147,7 @@ void App::draw_category_detail() {
     for (size_t k = 0; k < rows.size(); ++k) {
         const size_t i = first + k;
         draw_item_row(rows[k], static_cast<int>(i),
-                      rect(x, rows_top + static_cast<double>(i) * step, w, ITEM_ROW_H), cat.total,
+                      rect(x, rows_top + static_cast<double>(i) * step, w, row_h), cat.total,
                       accent);
     }
     m_content_height =
@@ -239,6 +245,41 @@ void App::draw_item_row(const Item& item, int index, RectF r, int64_t cat_total,
         draw_label(truncate_to_width(changed, Font::Caption, rest), Font::Caption,
                    rect(x + 15, r.y + 66, std::max(0.0, rest), 16), m_palette.secondary);
     }
+
+    // Project folders: why they may or may not go, led by a dot in the
+    // colour of the weightiest reason.
+    if (!item.reasons.empty()) {
+        const evidence::Reason& first = item.reasons.front();
+        const std::string dot_colour = catalog::safety_color(first.weight);
+        fill_round_rect(rect(x + 2, r.y + 89, 7, 7), 3.5, dot_colour, 1.0);
+        const std::string line = reasons_line(item.reasons);
+        const double lw = std::max(0.0, w - 15);
+        draw_label(truncate_to_width(line, Font::Caption, lw), Font::Caption,
+                   rect(x + 15, r.y + 84, lw, 16),
+                   first.weight == SafetyLevel::Risky ? m_palette.text : m_palette.secondary);
+    }
+}
+
+std::string App::reasons_line(const std::vector<evidence::Reason>& reasons) const {
+    // What speaks against deleting is what the user must see; the evidence
+    // for it is shown only when nothing does.
+    const bool concerns = std::any_of(reasons.begin(), reasons.end(),
+                                      [](const evidence::Reason& r) { return r.concern(); });
+    const I18n& i18n = I18n::instance();
+    std::string out;
+    for (const evidence::Reason& r : reasons) {
+        if (!r.key || (concerns && !r.concern()))
+            continue;
+        if (!out.empty())
+            out += " · ";
+        if (r.count >= 0)
+            out += i18n.trf(r.key, ltr(fmt::count(r.count)).c_str());
+        else if (!r.arg.empty())
+            out += i18n.trf(r.key, ltr(r.arg).c_str());
+        else
+            out += i18n.tr(r.key);
+    }
+    return out;
 }
 
 // ---------------------------------------------------------------------------

@@ -131,6 +131,7 @@ void App::start_scan() {
         m_status_failed = false;
         m_freed_bytes = 0;
     }
+    m_repos = std::make_shared<git_repo::Cache>();
     m_cancel = false;
     m_scanning = true;
     m_worker_running = true;
@@ -201,19 +202,30 @@ void App::scan_worker() {
     }
 }
 
+Item App::item_of(const ScannedInfo& info, const CategoryDef& def) {
+    Item it;
+    it.path = info.path;
+    it.name = info.name;
+    it.detail = info.detail;
+    it.modified = info.modified;
+    it.safety = def.safety;
+    // A project folder is not Safe before it was weighed, nor when that never
+    // happens (a scan cancelled before its turn).
+    if (def.listing == ListingKind::Recursive)
+        it.safety = std::max(def.safety, SafetyLevel::Caution);
+    return it;
+}
+
 void App::scan_category(CatState& cat) {
     const std::vector<ScannedInfo> found = scanner::list_guarded(cat.def, LIST_SECONDS, &m_cancel);
+    // Project folders are found by their names alone; whether they may go is
+    // weighed on the measuring threads, against the repositories this scan
+    // has read.
+    const bool judged = cat.def.listing == ListingKind::Recursive && m_weigh_projects;
     cat.items.clear();
     cat.items.reserve(found.size());
-    for (const ScannedInfo& info : found) {
-        Item it;
-        it.path = info.path;
-        it.name = info.name;
-        it.detail = info.detail;
-        it.modified = info.modified;
-        it.safety = cat.def.safety;
-        cat.items.push_back(std::move(it));
-    }
+    for (const ScannedInfo& info : found)
+        cat.items.push_back(item_of(info, cat.def));
 
     // The newest version is never offered as a safe deletion.
     if (cat.def.keep_newest && !cat.items.empty()) {
@@ -225,6 +237,10 @@ void App::scan_category(CatState& cat) {
         cat.items[newest].keep_hint = true;
     }
 
+    std::shared_ptr<git_repo::Cache> repos = m_repos;
+    if (judged && !repos)
+        repos = std::make_shared<git_repo::Cache>();
+
     const int threads = std::clamp(static_cast<int>(cat.items.size()), 1, MEASURING_THREADS);
     std::atomic<std::size_t> next{0};
     auto measure_some = [&] {
@@ -235,15 +251,25 @@ void App::scan_category(CatState& cat) {
                 return;
             Item& it = cat.items[k];
             scanner::Measure m;
+            bool measured = true;
             try {
                 m = scanner::measure_guarded(it.path, MEASURE_SECONDS, &m_cancel);
             } catch (...) {
-                continue; // no thread to be had: this entry stays unmeasured
+                measured = false; // no thread to be had: this entry stays unmeasured
             }
-            it.size = m.bytes;
-            it.size_known = true;
-            if (m.newest_mtime > it.modified)
-                it.modified = m.newest_mtime;
+            if (measured) {
+                it.size = m.bytes;
+                it.size_known = true;
+                if (m.newest_mtime > it.modified)
+                    it.modified = m.newest_mtime;
+            }
+            if (judged) {
+                evidence::Verdict v = evidence::judge(it.path, *repos, m.holds_git);
+                // The row's own level stays the floor: evidence never makes
+                // a virtual environment more than Caution.
+                it.safety = std::max(cat.def.safety, v.level);
+                it.reasons = std::move(v.reasons);
+            }
         }
     };
     std::vector<std::thread> pool;

@@ -12,7 +12,10 @@
 //   state   key=value fields (scanning, cleaning, overlay, selection, ...)
 //   target  act index x y w h           (canvas pixels, as hit-tested)
 //   cat     index id total_bytes entries did_scan
-//   item    index path selected size    (the open category's entries)
+//   item    index path selected size safety reasons
+//                                       (the open category's entries; safety
+//                                        0 Safe, 1 Caution, 2 Risky; reasons
+//                                        as the row's line shows them)
 //   manual  index path detail           (the "Remove manually" list)
 //   lang    index code                  (the languages the settings offer)
 //   pane    name x y w h                (toolbar, sidebar, content, footer;
@@ -93,7 +96,9 @@ void App::write_state_file() {
                 continue;
             for (size_t i = 0; i < c.items.size(); ++i)
                 out << "item\t" << i << "\t" << field(c.items[i].path) << "\t"
-                    << (c.items[i].selected ? 1 : 0) << "\t" << c.items[i].size << "\n";
+                    << (c.items[i].selected ? 1 : 0) << "\t" << c.items[i].size << "\t"
+                    << static_cast<int>(c.items[i].safety) << "\t"
+                    << field(reasons_line(c.items[i].reasons)) << "\n";
         }
         for (size_t i = 0; i < m_manual.size(); ++i)
             out << "manual\t" << i << "\t" << field(m_manual[i].path) << "\t"

@@ -323,7 +323,7 @@ void fail(DeleteResult& r, const std::string& path, const char* key) {
         r.error = key;
 }
 
-void delete_one(DeleteResult& r, const std::string& path) {
+void delete_one(DeleteResult& r, const std::string& path, const LastCheck& last_check) {
     if (const char* why = deletion_guard::reason_key(path)) {
         fail(r, path, why);
         return;
@@ -331,6 +331,12 @@ void delete_one(DeleteResult& r, const std::string& path) {
     if (!is_writable_location(path)) {
         fail(r, path, deletion_guard::REASON_READ_ONLY);
         return;
+    }
+    if (last_check) {
+        if (const char* why = last_check(path)) {
+            fail(r, path, why);
+            return;
+        }
     }
     const std::string parent = su::parent_of(path);
     const std::string base = su::basename_of(path);
@@ -370,9 +376,14 @@ void delete_one(DeleteResult& r, const std::string& path) {
 } // namespace
 
 DeleteResult delete_permanently(const std::vector<std::string>& paths) {
+    return delete_permanently(paths, LastCheck{});
+}
+
+DeleteResult delete_permanently(const std::vector<std::string>& paths,
+                                const LastCheck& last_check) {
     DeleteResult r;
     for (const std::string& path : paths)
-        delete_one(r, path);
+        delete_one(r, path, last_check);
     return r;
 }
 

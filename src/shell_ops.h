@@ -13,6 +13,7 @@
 // stalls the interface for no longer than that per call.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -39,6 +40,15 @@ struct DeleteResult {
 // only be emptied in part stays, with what could not be removed, and is
 // reported as failed.
 DeleteResult delete_permanently(const std::vector<std::string>& paths);
+
+// A last look at one path, right before it is removed and after the guard
+// let it through: a reason key (an English interface text) stops that path,
+// null lets it go.
+using LastCheck = std::function<const char*(const std::string& path)>;
+
+// The same, with the last look asked for each path just before it goes; a
+// path it stops fails with its reason, like any other failure.
+DeleteResult delete_permanently(const std::vector<std::string>& paths, const LastCheck& last_check);
 
 // ---- Desktop ----
 

@@ -5,7 +5,10 @@
 
 #include "app.h"
 #include "format.h"
+#include "fs_fixture.h"
+#include "git_fixture.h"
 #include "i18n.h"
+#include "process_fixture.h"
 #include "render_test_util.h"
 #include "sealed.h"
 #include "settings.h"
@@ -240,12 +243,13 @@ TEST(AppConfirm, DialogNamesCountAndSizeAndOffersDeleteThenCancel) {
     app.confirm_clean();
     ASSERT_EQ(app.m_overlay, App::Overlay::Dialog);
     EXPECT_EQ(app.m_dialog_title, tr("Delete permanently?"));
-    const std::string first =
-        I18n::instance().trf("%s item(s) · %s", fmt::count(2).c_str(), fmt::bytes(2'000'000'000).c_str());
+    const std::string first = I18n::instance().trf("%s item(s) · %s", fmt::count(2).c_str(),
+                                                   fmt::bytes(2'000'000'000).c_str());
     EXPECT_EQ(app.m_dialog_message.substr(0, app.m_dialog_message.find('\n')), first);
-    EXPECT_NE(app.m_dialog_message.find(tr("This cannot be undone. Caches and build folders are "
-                                           "recreated by their tools; anything marked Risky is not.")),
-              std::string::npos);
+    EXPECT_NE(
+        app.m_dialog_message.find(tr("This cannot be undone. Caches and build folders are "
+                                     "recreated by their tools; anything marked Risky is not.")),
+        std::string::npos);
     ASSERT_EQ(app.m_dialog_buttons.size(), 2u);
     EXPECT_EQ(app.m_dialog_buttons[0].id, 1);
     EXPECT_EQ(app.m_dialog_buttons[0].label, tr("Delete permanently"));
@@ -371,7 +375,8 @@ TEST(AppClean, AProtectedPathIsNeverHandedOverAndStaysTickedAndListed) {
     const Outcome o = decode(child.exit_code, child.output);
     EXPECT_EQ(test_env::read_file(keep + "/thesis.txt"), "years of work");
     EXPECT_TRUE(exists(home + "/.config"));
-    EXPECT_EQ(o.items, (std::vector<std::string>{"odd " + home + " 1", "odd " + home + "/.config 1"}));
+    EXPECT_EQ(o.items,
+              (std::vector<std::string>{"odd " + home + " 1", "odd " + home + "/.config 1"}));
     EXPECT_TRUE(o.status.empty()) << "nothing was handed over, so nothing is reported";
     EXPECT_EQ(o.freed, 0);
     EXPECT_FALSE(o.pending);
@@ -414,8 +419,8 @@ TEST(AppClean, WhenEveryPathFailsNothingIsFreedAndTheFailureDialogIsPending) {
     EXPECT_EQ(o.manual[0].substr(0, o.manual[0].find('|')), cache + "/a");
     EXPECT_FALSE(o.manual[0].substr(o.manual[0].find('|') + 1).empty()) << "each says why";
     // What failed stays listed, unticked: it waits on the manual page now.
-    EXPECT_EQ(o.items, (std::vector<std::string>{"locked " + cache + "/a 0",
-                                                 "locked " + cache + "/b 0"}));
+    EXPECT_EQ(o.items,
+              (std::vector<std::string>{"locked " + cache + "/a 0", "locked " + cache + "/b 0"}));
 }
 
 TEST(AppClean, AFailedPathAlreadyOnTheManualListIsNotAddedTwice) {
@@ -574,8 +579,9 @@ TEST(AppReveal, WhenNoFileManagerAnswersADialogShowsThePath) {
     SettingsStore::instance().mutable_get() = Settings{};
     ASSERT_EQ(app.m_overlay, App::Overlay::Dialog);
     EXPECT_EQ(app.m_dialog_title, tr("Could not open the file manager"));
-    EXPECT_EQ(app.m_dialog_message, std::string(tr("No file manager answered. The folder is here:")) +
-                                        "\n\n" + app.ltr("/some where/Ünïcode"));
+    EXPECT_EQ(app.m_dialog_message,
+              std::string(tr("No file manager answered. The folder is here:")) + "\n\n" +
+                  app.ltr("/some where/Ünïcode"));
     ASSERT_EQ(app.m_dialog_buttons.size(), 1u);
     EXPECT_EQ(app.m_dialog_buttons[0].label, tr("Close"));
     EXPECT_TRUE(app.m_dialog_buttons[0].cancel);
@@ -590,4 +596,116 @@ TEST(AppReveal, TheFailureDialogsRevealButtonShowsTheFirstFailedPath) {
     SettingsStore::instance().mutable_get() = Settings{};
     ASSERT_EQ(app.m_overlay, App::Overlay::Dialog);
     EXPECT_NE(app.m_dialog_message.find(app.ltr("/first/failed")), std::string::npos);
+}
+
+// ---------------------------------------------------------------------------
+// The last look before each path goes
+// ---------------------------------------------------------------------------
+
+namespace {
+
+// A repository whose target/ is ignored build output, as a scan saw it
+// (Safe), and a plain node_modules elsewhere; both ticked.
+struct LastLookHome {
+    std::string app, target, modules;
+    std::vector<CatState> cats;
+
+    explicit LastLookHome(const test_env::TempHome& t) {
+        app = t.path("home/code/app");
+        target = app + "/target";
+        modules = t.path("home/code/web/node_modules");
+        git_fixture::init_repo(app);
+        git_fixture::write(app + "/Cargo.toml");
+        git_fixture::write(app + "/.gitignore", "target/\n");
+        git_fixture::commit(app, "Cargo.toml .gitignore");
+        git_fixture::write(target + "/debug/app", std::string(3000, 'b'));
+        git_fixture::write(t.path("home/code/web/package.json"), "{}");
+        git_fixture::write(modules + "/left-pad/index.js", std::string(2000, 'j'));
+        CatState builds = category("buildDirs", GroupKind::Projects, {});
+        builds.items = {entry(target, 8192)};
+        CatState nm = category("nodeModules", GroupKind::Projects, {});
+        nm.items = {entry(modules, 8192)};
+        builds.items[0].selected = true;
+        nm.items[0].selected = true;
+        cats = {builds, nm};
+    }
+};
+
+} // namespace
+
+TEST(AppCleanLastLook, AFileCommittedAfterTheScanStopsThatDeletionAndNothingElse) {
+    test_env::TempHome t;
+    LastLookHome h(t);
+    // After the scan, before the deletion: somebody commits a file in target/.
+    git_fixture::write(h.target + "/deploy.yaml", "replicas: 3\n");
+    git_fixture::commit(h.app, "target/deploy.yaml");
+    const fs_fixture::Manifest before = fs_fixture::manifest(t.root(), {h.modules});
+
+    const Outcome o = clean_sealed(t, h.cats);
+    ASSERT_EQ(o.code, 0);
+    EXPECT_FALSE(exists(h.modules));
+    EXPECT_EQ(fs_fixture::manifest(t.root()), before);
+    EXPECT_EQ(o.manual, std::vector<std::string>{h.target + "|Holds files tracked by git"});
+    EXPECT_EQ(o.failed, std::vector<std::string>{h.target});
+    EXPECT_TRUE(o.pending);
+    EXPECT_TRUE(o.status_failed);
+    EXPECT_EQ(o.status, "Holds files tracked by git");
+    EXPECT_EQ(o.freed, 8192);
+}
+
+TEST(AppCleanLastLook, AProgramWorkingInsideATickedFolderStopsItsDeletion) {
+    test_env::TempHome t;
+    LastLookHome h(t);
+    const std::string workdir = h.target + "/debug";
+    process_fixture::Sleeper build_tool("/bin/sleep", [&] {
+        if (chdir(workdir.c_str()) != 0)
+            _exit(126);
+    });
+    ASSERT_TRUE(build_tool.started());
+    const fs_fixture::Manifest before = fs_fixture::manifest(t.root(), {h.modules});
+
+    const Outcome o = clean_sealed(t, h.cats);
+    ASSERT_EQ(o.code, 0);
+    EXPECT_FALSE(exists(h.modules));
+    EXPECT_EQ(fs_fixture::manifest(t.root()), before);
+    EXPECT_EQ(o.manual, std::vector<std::string>{h.target + "|In use by a running program"});
+    EXPECT_EQ(o.status, "In use by a running program");
+}
+
+TEST(AppCleanLastLook, WithNeitherTheTickedFoldersGo) {
+    test_env::TempHome t;
+    LastLookHome h(t);
+    const fs_fixture::Manifest before = fs_fixture::manifest(t.root(), {h.modules, h.target});
+    const Outcome o = clean_sealed(t, h.cats);
+    ASSERT_EQ(o.code, 0);
+    EXPECT_FALSE(exists(h.modules));
+    EXPECT_FALSE(exists(h.target));
+    EXPECT_EQ(fs_fixture::manifest(t.root()), before);
+    EXPECT_TRUE(o.manual.empty());
+    EXPECT_FALSE(o.pending);
+}
+
+TEST(AppConfirm, TheDialogSaysHowManyTickedEntriesAreMarkedCautionOrRisky) {
+    test_env::TempHome t;
+    App app;
+    CatState c = category("buildDirs", GroupKind::Projects, {});
+    c.items = {entry(t.path("a"), 4096, SafetyLevel::Safe),
+               entry(t.path("b"), 4096, SafetyLevel::Caution),
+               entry(t.path("c"), 4096, SafetyLevel::Risky),
+               entry(t.path("d"), 4096, SafetyLevel::Caution)};
+    for (Item& it : c.items)
+        it.selected = true;
+    app.m_cats = {c};
+    app.confirm_clean();
+    EXPECT_NE(app.m_dialog_message.find("\n2 of them marked Caution · 1 of them marked Risky\n"),
+              std::string::npos)
+        << app.m_dialog_message;
+
+    // Only Safe ones ticked: nothing more is said.
+    for (Item& it : app.m_cats[0].items)
+        it.selected = it.safety == SafetyLevel::Safe;
+    app.m_overlay = App::Overlay::None;
+    app.confirm_clean();
+    EXPECT_EQ(app.m_dialog_message.find("of them marked"), std::string::npos)
+        << app.m_dialog_message;
 }

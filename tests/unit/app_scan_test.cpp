@@ -8,6 +8,7 @@
 #include "catalog.h"
 #include "fixture_home.h"
 #include "fs_fixture.h"
+#include "git_fixture.h"
 #include "scanner.h"
 #include "test_env.h"
 
@@ -452,4 +453,74 @@ TEST(ScanFixture, TheParallelScanEqualsASingleThreadedWalkEntryByEntry) {
     EXPECT_EQ(item(cat(app, "nodeModules"), "f/node_modules"), nullptr);
     EXPECT_EQ(item(cat(app, "nodeModules"), "some-project/node_modules"), nullptr);
     fixture_home::unlock(home.path("home"));
+}
+
+// ---------------------------------------------------------------------------
+// Project folders are weighed, not taken by name
+// ---------------------------------------------------------------------------
+
+TEST(ScanEvidence, ATrackedBuildIsRiskyAnIgnoredOneSafeAndSafeOnesTicksOnlyThatOne) {
+    test_env::TempHome home;
+    const std::string h = home.path("home");
+    const std::string kept = h + "/code/desktop-app";
+    const std::string ignored = h + "/code/service";
+    git_fixture::init_repo(kept);
+    git_fixture::write(kept + "/build.gradle");
+    git_fixture::write(kept + "/build/icon.png");
+    git_fixture::commit(kept, "build.gradle build/icon.png");
+    git_fixture::init_repo(ignored);
+    git_fixture::write(ignored + "/build.gradle");
+    git_fixture::write(ignored + "/.gitignore", "build/\n");
+    git_fixture::commit(ignored, "build.gradle .gitignore");
+    write_file(ignored + "/build/libs/app.jar", 50000);
+
+    App app;
+    app.start_scan();
+    ASSERT_TRUE(wait_for_scan(app));
+    CatState* builds = const_cast<CatState*>(cat(app, "buildDirs"));
+    ASSERT_NE(builds, nullptr);
+    const Item* risky = item(builds, "desktop-app/build");
+    const Item* safe = item(builds, "service/build");
+    ASSERT_NE(risky, nullptr);
+    ASSERT_NE(safe, nullptr);
+    EXPECT_EQ(risky->safety, SafetyLevel::Risky);
+    ASSERT_FALSE(risky->reasons.empty());
+    EXPECT_STREQ(risky->reasons.front().key, "Holds a file tracked by git");
+    EXPECT_EQ(safe->safety, SafetyLevel::Safe);
+    EXPECT_EQ(app.reasons_line(safe->reasons), "Ignored by git · beside build.gradle");
+
+    app.select_all_safe(*builds);
+    EXPECT_TRUE(item(builds, "service/build")->selected);
+    EXPECT_FALSE(item(builds, "desktop-app/build")->selected);
+}
+
+TEST(ScanEvidence, AProjectFolderNotYetWeighedIsNotSafe) {
+    test_env::TempHome home;
+    ScannedInfo info;
+    info.path = home.path("home/code/app/node_modules");
+    info.name = "app/node_modules";
+    CategoryDef project;
+    project.listing = ListingKind::Recursive;
+    project.safety = SafetyLevel::Safe;
+    // A measurement cancelled before it reached the entry leaves it so.
+    EXPECT_EQ(App::item_of(info, project).safety, SafetyLevel::Caution);
+    project.safety = SafetyLevel::Risky;
+    EXPECT_EQ(App::item_of(info, project).safety, SafetyLevel::Risky);
+    CategoryDef cache;
+    cache.listing = ListingKind::SelfFolder;
+    EXPECT_EQ(App::item_of(info, cache).safety, SafetyLevel::Safe);
+    EXPECT_EQ(App::item_of(info, cache).path, info.path);
+}
+
+TEST(ScanEvidence, AVirtualEnvironmentStaysCautionWhateverItsEvidence) {
+    test_env::TempHome home;
+    write_file(home.path("home/code/py/.venv/pyvenv.cfg"), 10);
+    write_file(home.path("home/code/py/.venv/lib/x.py"), 10);
+    App app;
+    app.start_scan();
+    ASSERT_TRUE(wait_for_scan(app));
+    const Item* venv = item(cat(app, "venvs"), "py/.venv");
+    ASSERT_NE(venv, nullptr);
+    EXPECT_EQ(venv->safety, SafetyLevel::Caution);
+    EXPECT_EQ(app.reasons_line(venv->reasons), "marked by pyvenv.cfg");
 }

@@ -48,6 +48,9 @@ TEST(AppStateFile, HoldsStateTargetsCategoriesEntriesAndManualList) {
     app.m_cats = {category("gradle", GroupKind::Java, {3000, 1000}),
                   category("npm", GroupKind::JavaScript, {500})};
     app.m_cats[0].items[1].selected = true;
+    app.m_cats[0].items[0].safety = SafetyLevel::Risky;
+    app.m_cats[0].items[0].reasons = {{"Holds %s files tracked by git", "", 3, SafetyLevel::Risky},
+                                      {"beside %s", "Cargo.toml", -1, SafetyLevel::Safe}};
     app.m_selection = "gradle";
     app.m_status_message = "two\tparts\nand a back\\slash";
     app.m_targets = {hit_target(1, 2, 3, 4, App::Act::ToggleItem, 1)};
@@ -73,7 +76,9 @@ TEST(AppStateFile, HoldsStateTargetsCategoriesEntriesAndManualList) {
               (std::vector<std::string>{"cat\t0\tgradle\t4000\t2\t1", "cat\t1\tnpm\t500\t1\t1"}));
     const std::vector<std::string> items = lines_starting(text, "item");
     ASSERT_EQ(items.size(), 2u) << "only the open category's entries";
-    EXPECT_EQ(items[1], "item\t1\t" + app.m_cats[0].items[1].path + "\t1\t1000");
+    EXPECT_EQ(items[0], "item\t0\t" + app.m_cats[0].items[0].path +
+                            "\t0\t3000\t2\tHolds 3 files tracked by git");
+    EXPECT_EQ(items[1], "item\t1\t" + app.m_cats[0].items[1].path + "\t1\t1000\t0\t");
     EXPECT_EQ(lines_starting(text, "manual"),
               std::vector<std::string>{"manual\t0\t/left/over\tPermission denied"});
     EXPECT_EQ(lines_starting(text, "lang").size(), I18n::available().size());

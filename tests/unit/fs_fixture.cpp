@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <climits>
+#include <cstdint>
 #include <dirent.h>
 #include <fcntl.h>
 #include <set>
@@ -87,6 +89,74 @@ Reference reference_measure(const std::string& path) {
         walk(path, seen, r);
     }
     return r;
+}
+
+namespace {
+
+std::string hash_file(const std::string& path) {
+    const int fd = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+    if (fd < 0)
+        return "unreadable";
+    std::uint64_t h = 1469598103934665603ull;
+    char buf[65536];
+    ssize_t n;
+    while ((n = read(fd, buf, sizeof buf)) > 0) {
+        for (ssize_t i = 0; i < n; ++i)
+            h = (h ^ static_cast<unsigned char>(buf[i])) * 1099511628211ull;
+    }
+    close(fd);
+    return std::to_string(h);
+}
+
+void scan(const std::string& dir, const std::string& rel, const std::vector<std::string>& skip,
+          Manifest& out) {
+    DIR* d = opendir(dir.c_str());
+    if (!d)
+        return;
+    std::vector<std::string> names;
+    while (const dirent* e = readdir(d)) {
+        const std::string n = e->d_name;
+        if (n != "." && n != "..")
+            names.push_back(n);
+    }
+    closedir(d);
+    for (const std::string& n : names) {
+        const std::string path = dir + "/" + n;
+        const std::string r = rel + "/" + n;
+        bool skipped = false;
+        for (const std::string& s : skip)
+            skipped = skipped || s == path;
+        if (skipped)
+            continue;
+        struct stat st {};
+        if (lstat(path.c_str(), &st) != 0)
+            continue;
+        std::string desc = std::to_string(st.st_mode) + " " + std::to_string(st.st_uid) + ":" +
+                           std::to_string(st.st_gid);
+        if (S_ISREG(st.st_mode)) {
+            desc += " size=" + std::to_string(st.st_size) +
+                    " mtime=" + std::to_string(st.st_mtim.tv_sec) + "." +
+                    std::to_string(st.st_mtim.tv_nsec) + " ino=" + std::to_string(st.st_ino) +
+                    " hash=" + hash_file(path);
+        } else if (S_ISLNK(st.st_mode)) {
+            char target[PATH_MAX];
+            const ssize_t len = readlink(path.c_str(), target, sizeof target);
+            desc += " link=" + std::string(target, len > 0 ? static_cast<std::size_t>(len) : 0);
+        } else if (!S_ISDIR(st.st_mode)) {
+            desc += " ino=" + std::to_string(st.st_ino);
+        }
+        out[r] = desc;
+        if (S_ISDIR(st.st_mode))
+            scan(path, r, skip, out);
+    }
+}
+
+} // namespace
+
+Manifest manifest(const std::string& root, const std::vector<std::string>& except) {
+    Manifest m;
+    scan(root, "", except, m);
+    return m;
 }
 
 } // namespace fs_fixture

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <ctime>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -28,5 +29,15 @@ struct Reference {
 // allocated blocks x 512, links skipped, a multiply linked file counted once
 // per call. What the descriptor-based walk must agree with.
 Reference reference_measure(const std::string& path);
+
+// Path below the root (starting with "/") -> what can be seen of the entry:
+// its mode and owner, for a file its size, change time, inode and a checksum
+// of its bytes, for a link its target. Directory times are left out
+// (removing an entry changes its folder's), and so are link counts and change
+// times (removing a hard link changes its file's).
+using Manifest = std::map<std::string, std::string>;
+
+// Everything below root except the given paths and what lies below them.
+Manifest manifest(const std::string& root, const std::vector<std::string>& except = {});
 
 } // namespace fs_fixture

@@ -21,6 +21,7 @@
 #include "shell_ops.h"
 
 #include "deletion_guard.h"
+#include "fs_fixture.h"
 #include "mounts.h"
 #include "paths.h"
 #include "sealed.h"
@@ -64,74 +65,11 @@ const char* const READ_ONLY = "Read-only location";
 
 // ---- Manifest ----
 
-std::string hash_file(const std::string& path) {
-    const int fd = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
-    if (fd < 0)
-        return "unreadable";
-    std::uint64_t h = 1469598103934665603ull;
-    char buf[65536];
-    ssize_t n;
-    while ((n = read(fd, buf, sizeof buf)) > 0) {
-        for (ssize_t i = 0; i < n; ++i)
-            h = (h ^ static_cast<unsigned char>(buf[i])) * 1099511628211ull;
-    }
-    close(fd);
-    return std::to_string(h);
-}
-
-// Relative path -> what can be seen of the entry. Directory times are left
-// out (removing an entry changes its folder's), and so are link counts and
-// change times (removing a hard link changes its file's).
-using Manifest = std::map<std::string, std::string>;
-
-void scan(const std::string& dir, const std::string& rel, const std::vector<std::string>& skip,
-          Manifest& out) {
-    DIR* d = opendir(dir.c_str());
-    if (!d)
-        return;
-    std::vector<std::string> names;
-    while (const dirent* e = readdir(d)) {
-        const std::string n = e->d_name;
-        if (n != "." && n != "..")
-            names.push_back(n);
-    }
-    closedir(d);
-    for (const std::string& n : names) {
-        const std::string path = dir + "/" + n;
-        const std::string r = rel + "/" + n;
-        bool skipped = false;
-        for (const std::string& s : skip)
-            skipped = skipped || s == path;
-        if (skipped)
-            continue;
-        struct stat st {};
-        if (lstat(path.c_str(), &st) != 0)
-            continue;
-        std::string desc = std::to_string(st.st_mode) + " " + std::to_string(st.st_uid) + ":" +
-                           std::to_string(st.st_gid);
-        if (S_ISREG(st.st_mode)) {
-            desc += " size=" + std::to_string(st.st_size) +
-                    " mtime=" + std::to_string(st.st_mtim.tv_sec) + "." +
-                    std::to_string(st.st_mtim.tv_nsec) + " ino=" + std::to_string(st.st_ino) +
-                    " hash=" + hash_file(path);
-        } else if (S_ISLNK(st.st_mode)) {
-            char target[PATH_MAX];
-            const ssize_t len = readlink(path.c_str(), target, sizeof target);
-            desc += " link=" + std::string(target, len > 0 ? static_cast<std::size_t>(len) : 0);
-        } else if (!S_ISDIR(st.st_mode)) {
-            desc += " ino=" + std::to_string(st.st_ino);
-        }
-        out[r] = desc;
-        if (S_ISDIR(st.st_mode))
-            scan(path, r, skip, out);
-    }
-}
+using fs_fixture::Manifest;
 
 // Everything in the test folder except the given paths and what lies below them.
 Manifest manifest(const test_env::TempHome& t, const std::vector<std::string>& except = {}) {
-    Manifest m;
-    scan(t.root(), "", except, m);
-    return m;
+    return fs_fixture::manifest(t.root(), except);
 }
 
 bool exists(const std::string& path) {
@@ -269,7 +207,8 @@ struct Options {
     rlim_t fd_limit = 0;         // a lower limit of open descriptors for the deletion
     std::function<int()> before; // once sealed; a non-zero result ends the child with it
     std::function<void(const std::atomic<bool>& stop)> during; // a thread beside the deletion
-    std::function<int()> after; // after the deletion; a non-zero result is the exit code
+    std::function<int()> after;      // after the deletion; a non-zero result is the exit code
+    shell_ops::LastCheck last_check; // asked for each path just before it goes
 };
 
 struct Sealed {
@@ -324,7 +263,8 @@ Sealed delete_sealed(const test_env::TempHome& t, const std::vector<std::string>
         std::thread helper;
         if (o.during)
             helper = std::thread([&] { o.during(stop); });
-        const DeleteResult r = shell_ops::delete_permanently(paths);
+        const DeleteResult r = o.last_check ? shell_ops::delete_permanently(paths, o.last_check)
+                                            : shell_ops::delete_permanently(paths);
         stop = true;
         if (helper.joinable())
             helper.join();
@@ -1115,4 +1055,25 @@ TEST(DeleteSnap, PlaceSeenOnlyThroughTheHostRootIsReadOnly) {
     EXPECT_EQ(r.failed_reasons, std::vector<std::string>{READ_ONLY});
     EXPECT_EQ(r.deleted, std::vector<std::string>{s.home + "/.cache/pip"});
     EXPECT_EQ(manifest(s.t), before);
+}
+
+TEST(Delete, TheLastLookStopsOnlyThePathItNamesWithItsReason) {
+    test_env::TempHome t;
+    open_test_folder(t);
+    const std::string held = t.path("held"), free = t.path("free");
+    make_dir(held);
+    make_file(held + "/work.txt");
+    make_dir(free);
+    make_file(free + "/cache.bin");
+    const Manifest before = manifest(t, {free});
+    Options o;
+    o.last_check = [&](const std::string& path) -> const char* {
+        return path == held ? "In use by a running program" : nullptr;
+    };
+    const DeleteResult r = delete_inside(t, {held, free}, o);
+    EXPECT_EQ(r.deleted, std::vector<std::string>{free});
+    EXPECT_EQ(r.failed, std::vector<std::string>{held});
+    EXPECT_EQ(r.failed_reasons, std::vector<std::string>{"In use by a running program"});
+    EXPECT_EQ(r.error, "In use by a running program");
+    EXPECT_EQ(manifest(t), before);
 }

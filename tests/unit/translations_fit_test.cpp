@@ -138,7 +138,7 @@ std::multiset<std::string> texts_of(const FitLog& log, Kind kind) {
 }
 
 // The program's states at the end of a scan: every fixture category, some
-// entries ticked, one category that found nothing, and three entries the
+// entries ticked, one category that found nothing, and five entries the
 // deletion had to leave to the file manager.
 void fill(App& app) {
     const time_t now = time(nullptr);
@@ -150,9 +150,9 @@ void fill(App& app) {
         if (c.def.id == "goBuildCache")
             c.items.clear();
     }
-    const char* reasons[] = {"Read-only location", "Permission denied", "Protected system location",
-                             ""};
-    for (int i = 0; i < 4; ++i) {
+    const char* reasons[] = {"Read-only location", "Holds files tracked by git",
+                             "Protected system location", "In use by a running program", ""};
+    for (int i = 0; i < 5; ++i) {
         Item it;
         it.name = i == 0 ? "node_modules" : "caches";
         it.path = "/home/dev/projects/shared-readonly/frontend/node_modules";
@@ -240,6 +240,32 @@ TEST_P(Fit, EveryPageFitsAtTheSmallestWindow) {
             EXPECT_TRUE(pills.count(tr("newest — keep"))) << "keep mark not seen on " << id;
         }
     }
+    // The reason line of every project row fits whole: the page is drawn
+    // scrolled step by step until each of its rows has been on screen.
+    {
+        app.m_selection = "nodeModules";
+        std::set<std::string> lines;
+        for (const CatState& c : app.m_cats)
+            if (c.def.id == "nodeModules")
+                for (const Item& it : c.items)
+                    lines.insert(app.reasons_line(it.reasons));
+        ASSERT_GE(lines.size(), 9u);
+        std::set<std::string> seen;
+        for (double scroll = 0; scroll <= 20 * 120; scroll += 400) {
+            app.m_scroll = scroll;
+            Page p = draw(app, "project rows scrolled to " + std::to_string(int(scroll)));
+            for (const FitNote& n : p.log.notes) {
+                if (!lines.count(n.text))
+                    continue;
+                seen.insert(n.text);
+                EXPECT_NE(n.kind, Kind::Cut) << GetParam() << ": reason line cut: " << n.text;
+            }
+            pages.push_back(std::move(p));
+        }
+        app.m_scroll = 0;
+        EXPECT_EQ(seen, lines) << "not every reason line was drawn";
+    }
+
     app.m_selection = "goBuildCache";
     pages.push_back(draw(app, "empty category"));
     EXPECT_TRUE(texts_of(pages.back().log, Kind::Label)
@@ -247,8 +273,8 @@ TEST_P(Fit, EveryPageFitsAtTheSmallestWindow) {
 
     app.m_selection = "__manual__";
     pages.push_back(draw(app, "remove manually"));
-    EXPECT_EQ(texts_of(pages.back().log, Kind::Button).count(tr("Show in file manager")), 4u);
-    EXPECT_GE(texts_of(pages.back().log, Kind::Pill).size(), 4u) << "reason pills not drawn";
+    EXPECT_EQ(texts_of(pages.back().log, Kind::Button).count(tr("Show in file manager")), 5u);
+    EXPECT_GE(texts_of(pages.back().log, Kind::Pill).size(), 5u) << "reason pills not drawn";
 
     app.m_selection.clear();
     pages.push_back(draw(app, "overview behind the overlays"));

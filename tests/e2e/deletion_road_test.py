@@ -142,6 +142,7 @@ def build_home(home):
     write(j(home, 'projects/tool/__pycache__/tool.cpython-311.pyc'), 7000, 'pyc')
     write(j(home, 'projects/tool/tool.py'), 1200, 'tool')
     write(j(home, 'projects/py/.venv/lib/site.py'), 25000, 'venv')
+    write(j(home, 'projects/py/.venv/pyvenv.cfg'), 60, 'pyvenv')
     os.symlink('../app', j(home, 'projects/webapp/app-link'))
 
 
@@ -294,7 +295,9 @@ class State:
                                        'entries': int(parts[4]), 'did_scan': parts[5] == '1'}
             elif kind == 'item':
                 self.items.append({'index': int(parts[1]), 'path': parts[2],
-                                   'selected': parts[3] == '1', 'size': int(parts[4])})
+                                   'selected': parts[3] == '1', 'size': int(parts[4]),
+                                   'safety': int(parts[5]),
+                                   'reasons': parts[6] if len(parts) > 6 else ''})
             elif kind == 'manual':
                 self.manual.append({'index': int(parts[1]), 'path': parts[2],
                                     'detail': parts[3]})

@@ -1,9 +1,10 @@
 // The scan benchmark: builds a synthetic developer home (or uses one built
 // before), runs the program's real scan on it without a window, and in the
-// same run times `du -s -B512` and a single-threaded walk over the same
-// folders. Prints entries per second, the scan's time as a ratio of du's, the
-// scanning process's peak memory, and the totals of every measured folder next
-// to du's.
+// same run times `du -s -B512`, a single-threaded walk over the same folders,
+// and the same scan without weighing the project folders (git, project files,
+// markers). Prints entries per second, the scan's time as a ratio of du's and
+// of the scan without weighing, the scanning process's peak memory, and the
+// totals of every measured folder next to du's.
 //
 //   bench_scan [--scale S] [--runs N] [--dir FOLDER] [--keep]
 //
@@ -64,9 +65,10 @@ struct Found {
 // The body of the scanning process: one full scan of the home the
 // environment points at, every measured entry written to `out`, the scan's
 // time on the first line.
-int scan_only(const std::string& out) {
+int scan_only(const std::string& out, bool weigh) {
     const auto start = Clock::now();
     App app;
+    app.m_weigh_projects = weigh;
     app.start_scan();
     while (app.m_scanning) {
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
@@ -85,12 +87,13 @@ int scan_only(const std::string& out) {
 // Runs one full scan in a fresh process (this program again), so that its
 // peak memory is the scan's alone and not what building the fixture left
 // behind in this one.
-bool scan_in_child(const std::string& out, double& secs, long& peak_kib) {
+bool scan_in_child(const std::string& out, double& secs, long& peak_kib, bool weigh = true) {
     const pid_t pid = fork();
     if (pid < 0)
         return false;
     if (pid == 0) {
-        execl("/proc/self/exe", "bench_scan", "--scan-only", out.c_str(), nullptr);
+        execl("/proc/self/exe", "bench_scan", weigh ? "--scan-only" : "--scan-unweighed",
+              out.c_str(), nullptr);
         _exit(127);
     }
     int status = 0;
@@ -160,7 +163,9 @@ int main(int argc, char** argv) {
     std::string dir;
     bool keep = false;
     if (argc == 3 && std::strcmp(argv[1], "--scan-only") == 0)
-        return scan_only(argv[2]);
+        return scan_only(argv[2], true);
+    if (argc == 3 && std::strcmp(argv[1], "--scan-unweighed") == 0)
+        return scan_only(argv[2], false);
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
         if (a == "--scale" && i + 1 < argc)
@@ -227,14 +232,21 @@ int main(int argc, char** argv) {
         du_args.push_back(f.path);
     run_du(du_args, nullptr);
 
-    std::vector<double> scan_t, du_t, serial_t;
+    std::vector<double> scan_t, du_t, serial_t, unweighed_t;
     long peak_max = peak;
+    const std::string out_unweighed = dir + "/scan-unweighed.txt";
     for (int r = 0; r < runs; ++r) {
         du_t.push_back(run_du(du_args, nullptr));
+        // With and without weighing in turn, so that both meet the same
+        // state of the caches and of the machine.
         if (!scan_in_child(out, secs, peak))
             return 1;
         scan_t.push_back(secs);
         peak_max = std::max(peak_max, peak);
+        long unweighed_peak = 0;
+        if (!scan_in_child(out_unweighed, secs, unweighed_peak, false))
+            return 1;
+        unweighed_t.push_back(secs);
         const auto t0 = Clock::now();
         for (const Found& f : found)
             scanner::measure_serial(f.path, nullptr);
@@ -263,11 +275,14 @@ int main(int argc, char** argv) {
     const double scan_m = median(scan_t);
     const double du_m = median(du_t);
     const double serial_m = median(serial_t);
+    const double unweighed_m = median(unweighed_t);
     std::printf("\nfolders measured         %zu\n", found.size());
     std::printf("entries in the home      %lld\n", static_cast<long long>(entries));
     std::printf("full scan (median of %d) %.3f s   du -s %.3f s   single-threaded walk %.3f s\n",
                 runs, scan_m, du_m, serial_m);
     std::printf("scan / du                %.2f\n", scan_m / du_m);
+    std::printf("scan without weighing    %.3f s (median of %d)\n", unweighed_m, runs);
+    std::printf("weighed / unweighed      %.3f\n", scan_m / unweighed_m);
     std::printf("single-threaded / du     %.2f\n", serial_m / du_m);
     std::printf("entries per second       %.0f\n", entries / scan_m);
     std::printf("peak memory of the scan  %.1f MiB\n", peak_max / 1024.0);

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
@@ -283,6 +284,17 @@ void project(Gen& g, int p) {
     const std::string d = "code/project-" + std::to_string(p) + "/";
     for (int f = 0; f < 30; ++f)
         g.file(d + "src/module" + std::to_string(f) + ".ts", g.small_size());
+    // Project files, so that most of the build output is proven; every third
+    // project's build/ has only its name to go by.
+    g.file(d + "package.json", 800);
+    if (p % 3 != 1)
+        g.file(d + "build.gradle", 400);
+    // A few big source trees: thousands of files in the index to search.
+    if (p % 30 == 0)
+        for (int f = 0; f < g.n(6000); ++f)
+            g.file(d + "src/big/pkg" + std::to_string(f / 100) + "/File" + std::to_string(f) +
+                       ".java",
+                   200 + g.rnd(2000));
     const int packages = g.n(60) / (p % 3 == 0 ? 1 : 2) + 1;
     for (int k = 0; k < packages; ++k) {
         const std::string pkg = d + "node_modules/pkg-" + std::to_string(k) + "/";
@@ -309,12 +321,39 @@ void project(Gen& g, int p) {
                            std::to_string(f) + ".py",
                        g.small_size());
         g.file(d + "venv/bin/python3.11", 1000);
+        g.file(d + "venv/pyvenv.cfg", 120);
         g.link("python3.11", d + "venv/bin/python3");
     }
     if (p % 5 == 0) {
         g.file(d + ".gradle/8.5/fileHashes/fileHashes.bin", 20000);
         g.file(d + "target/classes/App.class", 3000);
     }
+}
+
+// Every project is a git repository whose sources are committed. Most ignore
+// their build output; every eleventh commits its build/ and target/ folders
+// (deployment files kept with the code), which the scan must see as tracked.
+bool commit_project(const std::string& home, int p) {
+    const std::string d = home + "/code/project-" + std::to_string(p);
+    const bool tracked_output = p % 11 == 5;
+    std::string ignore = "node_modules/\n__pycache__/\n.pytest_cache/\nvenv/\n.gradle/\n";
+    if (!tracked_output)
+        ignore += "build/\ntarget/\n";
+    {
+        FILE* f = std::fopen((d + "/.gitignore").c_str(), "w");
+        if (!f)
+            return false;
+        std::fputs(ignore.c_str(), f);
+        std::fclose(f);
+    }
+    // The machine's and the user's git settings stay out of it, so the same
+    // scale always gives the same repositories.
+    const std::string git = "GIT_CONFIG_NOSYSTEM=1 GIT_CONFIG_GLOBAL=/dev/null git -c "
+                            "user.name=Bench -c user.email=bench@example.invalid -c "
+                            "init.defaultBranch=main -c commit.gpgsign=false";
+    const std::string cmd = "cd '" + d + "' && " + git + " init -q && " + git + " add -A && " +
+                            git + " commit -q -m fixture >/dev/null 2>&1";
+    return std::system(cmd.c_str()) == 0;
 }
 
 void projects(Gen& g) {
@@ -361,6 +400,13 @@ Result build(const std::string& home, double scale) {
     r.ok = !g.failed();
     r.error = g.error();
     r.entries = g.entries;
+    if (r.ok)
+        for (int p = 0; p < g.n(150); ++p)
+            if (!commit_project(home, p)) {
+                r.ok = false;
+                r.error = "git could not commit project " + std::to_string(p);
+                break;
+            }
     return r;
 }
 

@@ -4,7 +4,10 @@
 // Cargo caches, Android SDK versions, rustup toolchains) and a projects tree
 // with many node_modules, build folders, __pycache__ and virtual environments,
 // plus hard links, symbolic links (one of them a loop), sparse files and an
-// unreadable folder. The same scale always gives the same tree.
+// unreadable folder. Every project is a git repository (made with the git
+// command, which must be installed): a few with thousands of committed source
+// files, most ignoring their build output, some committing it. The same scale
+// always gives the same tree.
 //
 // It only creates, inside the folder it is given; it never deletes anything.
 // unlock() gives back read access to the locked folder so that the caller's

@@ -452,6 +452,16 @@ TEST(ScanFixture, TheParallelScanEqualsASingleThreadedWalkEntryByEntry) {
     EXPECT_NE(item(cat(app, "nodeModules"), "c/node_modules"), nullptr);
     EXPECT_EQ(item(cat(app, "nodeModules"), "f/node_modules"), nullptr);
     EXPECT_EQ(item(cat(app, "nodeModules"), "some-project/node_modules"), nullptr);
+    // Its repositories: build output ignored beside build.gradle, ignored
+    // without a project file, and committed.
+    const Item* proven = item(cat(app, "buildDirs"), "project-0/build");
+    const Item* named = item(cat(app, "buildDirs"), "project-1/build");
+    const Item* committed = item(cat(app, "buildDirs"), "project-5/build");
+    ASSERT_TRUE(proven && named && committed);
+    EXPECT_EQ(proven->safety, SafetyLevel::Safe);
+    EXPECT_EQ(named->safety, SafetyLevel::Caution);
+    EXPECT_EQ(committed->safety, SafetyLevel::Risky);
+    EXPECT_FALSE(cat(app, "venvs")->items.empty());
     fixture_home::unlock(home.path("home"));
 }
 

@@ -234,6 +234,7 @@ int main(int argc, char** argv) {
 
     std::vector<double> scan_t, du_t, serial_t, unweighed_t;
     long peak_max = peak;
+    long unweighed_peak_max = 0;
     const std::string out_unweighed = dir + "/scan-unweighed.txt";
     for (int r = 0; r < runs; ++r) {
         du_t.push_back(run_du(du_args, nullptr));
@@ -247,6 +248,7 @@ int main(int argc, char** argv) {
         if (!scan_in_child(out_unweighed, secs, unweighed_peak, false))
             return 1;
         unweighed_t.push_back(secs);
+        unweighed_peak_max = std::max(unweighed_peak_max, unweighed_peak);
         const auto t0 = Clock::now();
         for (const Found& f : found)
             scanner::measure_serial(f.path, nullptr);
@@ -285,7 +287,8 @@ int main(int argc, char** argv) {
     std::printf("weighed / unweighed      %.3f\n", scan_m / unweighed_m);
     std::printf("single-threaded / du     %.2f\n", serial_m / du_m);
     std::printf("entries per second       %.0f\n", entries / scan_m);
-    std::printf("peak memory of the scan  %.1f MiB\n", peak_max / 1024.0);
+    std::printf("peak memory of the scan  %.1f MiB (without weighing %.1f MiB)\n",
+                peak_max / 1024.0, unweighed_peak_max / 1024.0);
     std::printf("totals (512-byte blocks) scan %lld, du %lld\n", static_cast<long long>(ours),
                 static_cast<long long>(theirs));
     std::printf("folders agreeing with du %d of %zu\n", agree, found.size());

@@ -462,8 +462,8 @@ public:
     std::mutex m_mutex;
     std::atomic<bool> m_dirty{true};
     // The git repositories the running scan has read, shared by its
-    // measuring threads so that each index is read once per scan. Replaced
-    // by start_scan before the worker starts.
+    // measuring threads so that each index is read once per scan. Made by
+    // start_scan before the worker starts, dropped by the worker at its end.
     std::shared_ptr<git_repo::Cache> m_repos;
     // Off only in the scan benchmark, to measure what weighing costs: the
     // project folders then all stay Caution, as before they are weighed.

@@ -137,6 +137,8 @@ void App::start_scan() {
     m_worker_running = true;
     m_worker = std::thread([this] {
         scan_worker();
+        // The indexes read for this scan are not needed any more.
+        m_repos.reset();
         m_worker_running = false;
     });
 }

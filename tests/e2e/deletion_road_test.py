@@ -657,6 +657,15 @@ def fmt_bytes(n):
     return f'{v:.{0 if unit < 2 else 2}f} {units[unit]}'
 
 
+def empty_shots(shots):
+    '''Makes the screenshot folder, without the pictures of the last run, so
+    that every picture in it was taken by this one.'''
+    os.makedirs(shots, exist_ok=True)
+    for old in os.listdir(shots):
+        if old.endswith('.png'):
+            os.remove(os.path.join(shots, old))
+
+
 def read_settings(home):
     with open(os.path.join(home, '.config/Quillet/settings.json'), encoding='utf-8') as f:
         return json.load(f)
@@ -668,10 +677,7 @@ def read_settings(home):
 
 def run(app, shots):
     started = time.monotonic()
-    os.makedirs(shots, exist_ok=True)
-    for old in os.listdir(shots):
-        if old.endswith('.png'):
-            os.remove(os.path.join(shots, old))
+    empty_shots(shots)
     root = tempfile.mkdtemp(prefix='quillet-e2e-road-')
     s = Session(app, shots, root)
     home = s.home

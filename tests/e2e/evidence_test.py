@@ -194,10 +194,7 @@ class Runs:
 
 def run(app, shots):
     started = time.monotonic()
-    os.makedirs(shots, exist_ok=True)
-    for old in os.listdir(shots):
-        if old.endswith('.png'):
-            os.remove(os.path.join(shots, old))
+    road.empty_shots(shots)
     root = tempfile.mkdtemp(prefix='quillet-e2e-evidence-')
     passed = 0
     try:

@@ -76,7 +76,7 @@ inline std::vector<evidence::Reason> project_reasons(int i) {
     using R = evidence::Reason;
     using S = SafetyLevel;
     const R ignored{"Ignored by git", "", -1, S::Safe};
-    switch (i % 9) {
+    switch (i % 10) {
     case 0:
         return {ignored,
                 {"beside %s", "package.json", -1, S::Safe},
@@ -102,6 +102,8 @@ inline std::vector<evidence::Reason> project_reasons(int i) {
                 {"Inside your documents folder", "", -1, S::Caution}};
     case 7:
         return {{"Holds only what its tool writes", "", -1, S::Safe}, ignored};
+    case 8:
+        return {{"Took too long to look through", "", -1, S::Caution}};
     default:
         return {{"marked by %s", "CACHEDIR.TAG", -1, S::Safe},
                 {"beside %s", "next.config.mjs", -1, S::Safe}};

@@ -54,7 +54,7 @@ LANGUAGES = [
     ("zh", "中文", False),
 ]
 
-EXPECTED_KEYS = 212
+EXPECTED_KEYS = 213
 
 PROG = "po_tables"
 

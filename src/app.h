@@ -256,6 +256,12 @@ public:
     // An entry as listed, before it is measured (and, for a project folder,
     // weighed).
     static Item item_of(const ScannedInfo& info, const CategoryDef& def);
+    // Sets a measured project folder's level and reasons from the evidence.
+    // A measurement cut short at its deadline is not weighed at all (see
+    // evidence::not_looked_through); one cut short by a cancel leaves the
+    // entry as listed.
+    void weigh(Item& it, const CategoryDef& def, const scanner::Measure& m,
+               git_repo::Cache& repos) const;
 
     // Natural version order of two names: runs of digits compare as numbers
     // (leading zeros ignored), other bytes as bytes. Negative, zero or

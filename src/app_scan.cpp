@@ -204,6 +204,21 @@ void App::scan_worker() {
     }
 }
 
+void App::weigh(Item& it, const CategoryDef& def, const scanner::Measure& m,
+                git_repo::Cache& repos) const {
+    evidence::Verdict v;
+    if (m.complete)
+        v = evidence::judge(it.path, repos, m.holds_git);
+    else if (!m_cancel)
+        v = evidence::not_looked_through();
+    else
+        return; // a cancelled scan: the entry stays unweighed, and so not Safe
+    // The row's own level stays the floor: evidence never makes a virtual
+    // environment more than Caution.
+    it.safety = std::max(def.safety, v.level);
+    it.reasons = std::move(v.reasons);
+}
+
 Item App::item_of(const ScannedInfo& info, const CategoryDef& def) {
     Item it;
     it.path = info.path;
@@ -265,13 +280,8 @@ void App::scan_category(CatState& cat) {
                 if (m.newest_mtime > it.modified)
                     it.modified = m.newest_mtime;
             }
-            if (judged) {
-                evidence::Verdict v = evidence::judge(it.path, *repos, m.holds_git);
-                // The row's own level stays the floor: evidence never makes
-                // a virtual environment more than Caution.
-                it.safety = std::max(cat.def.safety, v.level);
-                it.reasons = std::move(v.reasons);
-            }
+            if (judged && measured)
+                weigh(it, cat.def, m, *repos);
         }
     };
     std::vector<std::thread> pool;

@@ -43,6 +43,7 @@ const char* const UNREADABLE = tr_noop("Its git repository could not be read");
 const char* const HIDDEN_HOME_FOLDER = tr_noop("Inside a hidden folder of your home");
 const char* const DOCUMENTS = tr_noop("Inside your documents folder");
 const char* const NO_PROJECT_FILE = tr_noop("No project file beside it");
+const char* const TOO_SLOW = tr_noop("Took too long to look through");
 
 // ---------------------------------------------------------------------------
 // Small readers
@@ -356,6 +357,13 @@ Verdict judge(const std::string& path, git_repo::Cache& repos, bool holds_git) {
     v.reasons = std::move(risky);
     v.reasons.insert(v.reasons.end(), caution.begin(), caution.end());
     v.reasons.insert(v.reasons.end(), good.begin(), good.end());
+    return v;
+}
+
+Verdict not_looked_through() {
+    Verdict v;
+    v.level = SafetyLevel::Caution;
+    v.reasons.push_back({TOO_SLOW, "", -1, SafetyLevel::Caution});
     return v;
 }
 

@@ -54,6 +54,12 @@ bool is_artefact(int parent_fd, const char* name);
 // ".git" somewhere below it. repos: the scan's repositories, read once each.
 Verdict judge(const std::string& path, git_repo::Cache& repos, bool holds_git);
 
+// The verdict on a folder whose measurement was given up at its deadline.
+// Its tree was not seen in full, so a repository deep inside may have been
+// missed, and whatever made it slow (a hung network mount, say) would stall
+// the weighing too: it is not read again, and it is not Safe.
+Verdict not_looked_through();
+
 // The last look before deleting a path: REASON_TRACKED when git, read afresh,
 // now tracks a file at or below it (or it is a submodule); null otherwise.
 const char* tracked_now(const std::string& path);

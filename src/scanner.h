@@ -33,6 +33,10 @@ struct Measure {
     // Something named ".git" lies below the folder: a repository of its own,
     // which the project search must not take for build output.
     bool holds_git = false;
+    // The walk ran to its end. False when it was cancelled or given up at its
+    // deadline: the figures then hold only part of the tree, and holds_git
+    // may have missed a repository in the part not seen.
+    bool complete = false;
 };
 
 // What lstat says of a path. When ok is false every other field is zero.

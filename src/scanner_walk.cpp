@@ -514,6 +514,9 @@ scanner::Measure measure_impl(const std::string& path, std::atomic<bool>* cancel
     scanner::Measure m;
     const std::string scan = to_scan_path(path);
     const scanner::Stat st = scanner::lstat_of(scan);
+    // A path that is gone, a link, a file or a folder that cannot be opened
+    // has nothing more to be seen: what was counted is all there is.
+    m.complete = true;
     if (!st.ok || st.is_link)
         return m;
     m.newest_mtime = st.mtime;
@@ -521,17 +524,22 @@ scanner::Measure measure_impl(const std::string& path, std::atomic<bool>* cancel
     if (!st.is_dir)
         return m;
     StopFlags stop{cancel, abandoned};
-    if (stop())
+    if (stop()) {
+        m.complete = false;
         return m;
+    }
     const int fd = open_dir_at(AT_FDCWD, scan.c_str(), false);
     if (fd < 0)
         return m;
     if (!budget().acquire(stop)) {
         close(fd);
+        m.complete = false;
         return m;
     }
     walk_below(fd, share, stop, m);
     budget().release();
+    // The walkers leave their folders early only when told to stop.
+    m.complete = !stop();
     return m;
 }
 

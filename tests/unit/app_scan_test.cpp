@@ -534,3 +534,42 @@ TEST(ScanEvidence, AVirtualEnvironmentStaysCautionWhateverItsEvidence) {
     EXPECT_EQ(venv->safety, SafetyLevel::Caution);
     EXPECT_EQ(app.reasons_line(venv->reasons), "marked by pyvenv.cfg");
 }
+
+TEST(ScanEvidence, AMeasurementGivenUpAtItsDeadlineIsNotWeighedAndNotSafe) {
+    test_env::TempHome home;
+    const std::string app_dir = home.path("home/code/web");
+    write_file(app_dir + "/package.json", 10);
+    write_file(app_dir + "/node_modules/.package-lock.json", 10);
+    write_file(app_dir + "/node_modules/left-pad/index.js", 100);
+    CategoryDef def;
+    def.listing = ListingKind::Recursive;
+    def.safety = SafetyLevel::Safe;
+    ScannedInfo info;
+    info.path = app_dir + "/node_modules";
+    info.name = "web/node_modules";
+    App app;
+    git_repo::Cache repos;
+
+    // Seen in full, the folder has all it needs to be Safe...
+    Item whole = App::item_of(info, def);
+    app.weigh(whole, def, scanner::measure(info.path, nullptr), repos);
+    EXPECT_EQ(whole.safety, SafetyLevel::Safe);
+
+    // ...but when the measurement was given up, nothing of that is trusted:
+    // a repository deeper down could have been missed.
+    scanner::Measure cut;
+    cut.bytes = 4096;
+    cut.complete = false;
+    Item late = App::item_of(info, def);
+    app.weigh(late, def, cut, repos);
+    EXPECT_EQ(late.safety, SafetyLevel::Caution);
+    EXPECT_EQ(app.reasons_line(late.reasons), "Took too long to look through");
+
+    // A cancelled scan says nothing of the folder: it stays as listed.
+    app.m_cancel = true;
+    Item cancelled = App::item_of(info, def);
+    app.weigh(cancelled, def, cut, repos);
+    app.m_cancel = false;
+    EXPECT_EQ(cancelled.safety, SafetyLevel::Caution);
+    EXPECT_TRUE(cancelled.reasons.empty());
+}

@@ -291,6 +291,29 @@ TEST(ScannerMeasure, CancelledBeforeStartCountsOnlyThePathItself) {
     std::atomic<bool> cancel{true};
     const scanner::Measure m = scanner::measure(home.path("d"), &cancel);
     EXPECT_EQ(m.bytes, blocks_bytes(home.path("d")));
+    EXPECT_FALSE(m.complete);
+}
+
+TEST(ScannerMeasure, AWalkThatRanToItsEndIsComplete) {
+    test_env::TempHome home;
+    write_file(home.path("d/sub/f"), 100000);
+    write_file(home.path("plain"), 10);
+    EXPECT_TRUE(scanner::measure(home.path("d"), nullptr).complete);
+    EXPECT_TRUE(scanner::measure_serial(home.path("d"), nullptr).complete);
+    EXPECT_TRUE(scanner::measure(home.path("plain"), nullptr).complete);
+    // Nothing is there: nothing was left unseen either.
+    EXPECT_TRUE(scanner::measure(home.path("gone"), nullptr).complete);
+    // What the deadline guard hands back when it gives up.
+    std::promise<void> release;
+    std::shared_future<void> gate = release.get_future().share();
+    const scanner::Measure given_up = scanner_deadline::with_deadline(
+        0.0, scanner::Measure{}, [gate, d = home.path("d")](const std::atomic<bool>*) {
+            gate.wait();
+            return scanner::measure(d, nullptr);
+        });
+    release.set_value();
+    EXPECT_FALSE(given_up.complete);
+    EXPECT_TRUE(eventually([] { return scanner_testing::live_guard_states() == 0; }));
 }
 
 TEST(ScannerMeasure, CancelDuringABigWalkReturnsAPartialTotal) {

@@ -15,9 +15,9 @@
 
 using render_test::Canvas;
 using render_test::category;
-using render_test::targets_of;
 using render_test::expect_rect;
 using render_test::find_target;
+using render_test::targets_of;
 using Act = App::Act;
 
 namespace {
@@ -202,7 +202,8 @@ TEST(RenderSidebar, RowsFollowTheGroupsWithTheirCategoryIndices) {
     const App::HitTarget* overview = find_target(app, Act::SelectOverview);
     ASSERT_NE(overview, nullptr);
     expect_rect(overview->rect, 8, 54, 248, 46, "Overview");
-    EXPECT_EQ(find_target(app, Act::SelectManual), nullptr) << "no manual row while its list is empty";
+    EXPECT_EQ(find_target(app, Act::SelectManual), nullptr)
+        << "no manual row while its list is empty";
     // Groups in their order (IDEs, Java, JavaScript, Logs), each header 26.
     const std::vector<App::HitTarget> rows = targets_of(app, Act::SelectCategory);
     ASSERT_EQ(rows.size(), 4u);
@@ -613,6 +614,25 @@ TEST(RenderDetail, RightToLeftMirrorsRowsAndButtons) {
     const App::HitTarget* row = find_target(app, Act::ToggleItem, 0);
     ASSERT_NE(row, nullptr);
     EXPECT_EQ(canvas.hex(W - 306 - 9, 172 + 45), app.m_palette.control);
+}
+
+TEST(RenderDetail, AProjectRowsReasonLineShowsConcernsAloneWhenThereAreAny) {
+    test_env::TempHome home;
+    App app;
+    using R = evidence::Reason;
+    const R ignored{"Ignored by git", "", -1, SafetyLevel::Safe};
+    const R beside{"beside %s", "Cargo.toml", -1, SafetyLevel::Safe};
+    const R tracked{"Holds %s files tracked by git", "", 1234, SafetyLevel::Risky};
+    const R documents{"Inside your documents folder", "", -1, SafetyLevel::Caution};
+    EXPECT_EQ(app.reasons_line({ignored, beside}), "Ignored by git · beside Cargo.toml");
+    // Whatever speaks for deleting is left out once something speaks against it.
+    EXPECT_EQ(app.reasons_line({tracked, documents, ignored, beside}),
+              "Holds 1,234 files tracked by git · Inside your documents folder");
+    EXPECT_EQ(app.reasons_line({}), "");
+    // In right-to-left text a file name and a number keep their own direction.
+    app.m_rtl = true;
+    EXPECT_EQ(app.reasons_line({beside}), "beside \u2066Cargo.toml\u2069");
+    EXPECT_EQ(app.reasons_line({tracked}), "Holds \u20661,234\u2069 files tracked by git");
 }
 
 TEST(RenderManual, CardsRegisterTheirButtons) {

@@ -169,6 +169,31 @@ public:
 
     enum class Overlay { None, Dialog, About, Settings };
 
+    // One control the keyboard can reach, named by the act and index of its
+    // hit target (a category's index, an entry's index in its page, a dialog
+    // button's id).
+    struct Focus {
+        Act act = Act::None;
+        int index = 0;
+        bool operator==(const Focus& o) const { return act == o.act && index == o.index; }
+        bool operator!=(const Focus& o) const { return !(*this == o); }
+        bool empty() const { return act == Act::None; }
+    };
+
+    // The controls of one group, in reading order. Tab and Shift+Tab move
+    // between groups, arrows inside one.
+    struct FocusGroup {
+        std::vector<Focus> controls;
+        // Left and Right move inside it (mirrored right to left); Up and
+        // Down do in the others.
+        bool horizontal = false;
+    };
+
+    // Whether a control of this act can hold the keyboard focus. The
+    // backdrop of an overlay, the legend of the donut and the menu items
+    // cannot.
+    static bool focusable(Act act);
+
     struct DialogButton {
         int id = 0;
         std::string label; // already translated
@@ -210,6 +235,9 @@ public:
     // ---- Pointer and keyboard (app_input.cpp) ----
     // Called by the trampolines below, and by tests with target rectangles.
     void on_click(double x, double y, bool right);
+    // What a click on a control of that act and index does; clicks, keys and
+    // the accessible objects' actions all come here.
+    void activate(Act act, int index);
     void on_motion(double x, double y);
     void on_key(unsigned keyval, GdkModifierType state);
     // Scrolls the content pane by step pixels, kept within its content.
@@ -506,6 +534,12 @@ public:
     Act m_hover_act = Act::None;
     int m_hover_index = 0;
     int m_highlight_group = -1;
+
+    // ---- Keyboard focus (app_focus.cpp) ----
+    // The focused control; empty until the keyboard or a click puts it on one.
+    Focus m_focus;
+    // The ring is drawn only after the keyboard was used; a click hides it.
+    bool m_focus_visible = false;
 
     // ---- Overlays ----
     Overlay m_overlay = Overlay::None;

@@ -113,8 +113,15 @@ void App::on_click(double x, double y, bool right) {
     const HitTarget* t = target_at(x, y);
     if (!t)
         return;
-    const Act act = t->act;
-    const int index = t->index;
+    // A click puts the keyboard focus where it landed, as toolkit widgets
+    // do, but shows no ring: the ring is for keyboard use only.
+    if (focusable(t->act))
+        m_focus = {t->act, t->index};
+    m_focus_visible = false;
+    activate(t->act, t->index);
+}
+
+void App::activate(Act act, int index) {
     Settings& settings = SettingsStore::instance().mutable_get();
     std::string reveal; // a path to show once the lock is released
     switch (act) {

@@ -106,10 +106,10 @@ void App::build_window() {
 
     m_canvas = gtk_drawing_area_new();
     gtk_widget_set_can_focus(m_canvas, TRUE);
-    gtk_widget_add_events(m_canvas, GDK_POINTER_MOTION_MASK | GDK_BUTTON_PRESS_MASK |
-                                        GDK_BUTTON_RELEASE_MASK | GDK_KEY_PRESS_MASK |
-                                        GDK_KEY_RELEASE_MASK | GDK_LEAVE_NOTIFY_MASK |
-                                        GDK_SCROLL_MASK | GDK_SMOOTH_SCROLL_MASK);
+    gtk_widget_add_events(
+        m_canvas, GDK_POINTER_MOTION_MASK | GDK_BUTTON_PRESS_MASK | GDK_BUTTON_RELEASE_MASK |
+                      GDK_KEY_PRESS_MASK | GDK_KEY_RELEASE_MASK | GDK_LEAVE_NOTIFY_MASK |
+                      GDK_SCROLL_MASK | GDK_SMOOTH_SCROLL_MASK | GDK_FOCUS_CHANGE_MASK);
     gtk_container_add(GTK_CONTAINER(m_window), m_canvas);
 
     g_signal_connect(m_canvas, "draw", G_CALLBACK(on_draw_cb), this);
@@ -117,6 +117,9 @@ void App::build_window() {
     g_signal_connect(m_canvas, "motion-notify-event", G_CALLBACK(on_motion_cb), this);
     g_signal_connect(m_canvas, "leave-notify-event", G_CALLBACK(on_leave_cb), this);
     g_signal_connect(m_canvas, "scroll-event", G_CALLBACK(on_scroll_cb), this);
+    // The focus ring comes and goes with the window's own focus.
+    g_signal_connect(m_canvas, "focus-in-event", G_CALLBACK(on_focus_cb), this);
+    g_signal_connect(m_canvas, "focus-out-event", G_CALLBACK(on_focus_cb), this);
     g_signal_connect(m_window, "key-press-event", G_CALLBACK(on_key_cb), this);
     g_signal_connect(m_window, "configure-event", G_CALLBACK(on_configure_cb), this);
     g_signal_connect(m_window, "delete-event", G_CALLBACK(on_delete_cb), this);
@@ -288,6 +291,11 @@ gboolean App::on_scroll_cb(GtkWidget*, GdkEventScroll* ev, gpointer self) {
     }
     app->scroll_at(ev->x, ev->y, step);
     return TRUE;
+}
+
+gboolean App::on_focus_cb(GtkWidget*, GdkEventFocus*, gpointer self) {
+    static_cast<App*>(self)->request_redraw();
+    return FALSE;
 }
 
 gboolean App::on_key_cb(GtkWidget*, GdkEventKey* ev, gpointer self) {

@@ -165,6 +165,9 @@ public:
         RectF rect; // canvas coordinates, already mirrored for right-to-left
         Act act = Act::None;
         int index = 0;
+        // The whole control as drawn, before it was cut to its pane: what
+        // the focus ring outlines and scrolling into view looks at.
+        RectF full;
     };
 
     enum class Overlay { None, Dialog, About, Settings };
@@ -309,6 +312,8 @@ public:
     // other ticks stay as they are.
     void select_all_safe(CatState& cat);
     void select_none(CatState& cat);
+    // Ticks every entry of the category, whatever its level (Ctrl+A).
+    void select_all(CatState& cat);
     // Over all categories; the caller holds m_mutex while a worker runs.
     int selected_count() const;
     int64_t selected_size() const;
@@ -462,6 +467,7 @@ public:
     static gboolean on_leave_cb(GtkWidget* widget, GdkEventCrossing* ev, gpointer self);
     static gboolean on_scroll_cb(GtkWidget* widget, GdkEventScroll* ev, gpointer self);
     static gboolean on_key_cb(GtkWidget* widget, GdkEventKey* ev, gpointer self);
+    static gboolean on_focus_cb(GtkWidget* widget, GdkEventFocus* ev, gpointer self);
     static gboolean on_configure_cb(GtkWidget* widget, GdkEventConfigure* ev, gpointer self);
     static gboolean on_delete_cb(GtkWidget* widget, GdkEvent* ev, gpointer self);
     static gboolean on_poll_cb(gpointer self);
@@ -536,10 +542,49 @@ public:
     int m_highlight_group = -1;
 
     // ---- Keyboard focus (app_focus.cpp) ----
+    // The groups of what is shown now, in reading order: while an overlay is
+    // open only its own (Tab stays inside it), else the toolbar, the
+    // sidebar, the page's groups and the footer. Only controls that can act
+    // now are in them. Takes m_mutex.
+    std::vector<FocusGroup> focus_groups();
+    // Tab, arrows, Home/End, Page keys, Space, Enter, Ctrl+A and Delete.
+    // Returns whether the key was used.
+    bool focus_key(unsigned keyval, GdkModifierType state);
+    // Puts the focus on a control, shows the ring and scrolls it into view.
+    void focus_on(Focus f);
+    // Scrolls the control's pane so that all of it is seen.
+    void scroll_into_view(Focus f);
+    // Opening an overlay moves the focus into it (Cancel first in a
+    // destructive confirmation) and remembers where it was; closing it
+    // returns the focus there.
+    void focus_follow_overlay();
+    // The ring around the focused control, drawn last in a frame.
+    void draw_focus_ring();
+
     // The focused control; empty until the keyboard or a click puts it on one.
     Focus m_focus;
     // The ring is drawn only after the keyboard was used; a click hides it.
     bool m_focus_visible = false;
+    // Where the focus was before the open overlay took it.
+    Focus m_focus_return;
+    Overlay m_focus_overlay = Overlay::None; // the overlay the focus last followed
+    // The last control focused in each group, by its group's first act, so
+    // that Tab back into a group lands where the user left it.
+    std::unordered_map<int, Focus> m_focus_memory;
+    // The list of the content page as last drawn, in page coordinates
+    // (scroll 0, from the pane's top): row i spans origin + i * step for
+    // height. The page drawers record it; scrolling into view reads it, so
+    // rows that were not drawn can be reached too.
+    struct RowGeometry {
+        Act act = Act::None; // ToggleItem or OpenManualItem; None: no list
+        double origin = 0;
+        double step = 0;
+        double height = 0;
+    };
+    RowGeometry m_rows;
+    // Each sidebar row and its top in sidebar coordinates (scroll 0, from
+    // the pane's top), recorded by draw_sidebar for every row, drawn or not.
+    std::vector<std::pair<Focus, double>> m_sidebar_rows;
 
     // ---- Overlays ----
     Overlay m_overlay = Overlay::None;

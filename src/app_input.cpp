@@ -337,9 +337,13 @@ void App::scroll_at(double x, double y, double step) {
 // ---------------------------------------------------------------------------
 
 void App::on_key(unsigned keyval, GdkModifierType state) {
+    const bool tab =
+        keyval == GDK_KEY_Tab || keyval == GDK_KEY_ISO_Left_Tab || keyval == GDK_KEY_KP_Tab;
     if (m_fm_editing && m_overlay == Overlay::Settings && fm_key(keyval, state)) {
         request_redraw();
-        return;
+        // Tab ends the edit and goes on to the next control.
+        if (!tab)
+            return;
     }
     const bool ctrl = (state & GDK_CONTROL_MASK) != 0;
     if (keyval == GDK_KEY_Escape) {
@@ -354,6 +358,10 @@ void App::on_key(unsigned keyval, GdkModifierType state) {
         // Not while a deletion runs: a rescan would wait for it on this thread.
         if (!m_cleaning)
             start_scan();
+        request_redraw();
+        return;
+    }
+    if (focus_key(keyval, state)) {
         request_redraw();
         return;
     }

@@ -144,6 +144,7 @@ void App::draw_category_detail() {
         return;
     }
 
+    m_rows = {Act::ToggleItem, rows_top - c.y + m_scroll, step, row_h};
     for (size_t k = 0; k < rows.size(); ++k) {
         const size_t i = first + k;
         draw_item_row(rows[k], static_cast<int>(i),
@@ -313,6 +314,7 @@ void App::draw_manual_list() {
 
     const double cards_top = y0 + header_h;
     const double step = MANUAL_CARD_H + MANUAL_CARD_GAP;
+    m_rows = {Act::OpenManualItem, cards_top - c.y + m_scroll, step, MANUAL_CARD_H};
     std::vector<Item> items;
     size_t first = 0, n = 0;
     {

@@ -54,6 +54,8 @@ void App::draw_all(cairo_t* cr) {
     m_rtl = I18n::instance().is_rtl();
     std::fill(std::begin(m_font_h), std::end(m_font_h), -1.0);
     m_targets.clear();
+    m_rows = {};
+    focus_follow_overlay();
     compute_layout();
     fill_rect(rect(0, 0, m_width, m_height), m_palette.window, 1.0);
     m_fit_overlay = false;
@@ -70,6 +72,7 @@ void App::draw_all(cairo_t* cr) {
         m_fit_region = rect(0, 0, m_width, m_height);
         draw_overlay();
     }
+    draw_focus_ring();
 }
 
 void App::compute_layout() {
@@ -85,6 +88,7 @@ void App::compute_layout() {
 void App::add_target(RectF r, Act act, int index) {
     // Inside a scrolled pane only the visible part of a row can be clicked: a
     // row cut off by the footer must not catch clicks meant for the footer.
+    const RectF full = mirror(r);
     if (m_target_clip) {
         const RectF& c = *m_target_clip;
         const float x0 = std::max(r.x, c.x), y0 = std::max(r.y, c.y);
@@ -93,7 +97,7 @@ void App::add_target(RectF r, Act act, int index) {
         if (r.empty())
             return;
     }
-    m_targets.push_back({mirror(r), act, index});
+    m_targets.push_back({mirror(r), act, index, full});
 }
 
 // ---------------------------------------------------------------------------
@@ -164,6 +168,11 @@ void App::draw_sidebar() {
     // Rows wholly outside the pane are counted, not drawn.
     auto visible = [&](double ry, double rh) { return ry + rh > s.y && ry < s.y + s.h; };
 
+    m_sidebar_rows.clear();
+    auto record = [&](Act act, int index) {
+        m_sidebar_rows.push_back({{act, index}, y - top + 8});
+    };
+
     // One row: background, chip, title and second line; returns its rectangle.
     auto row = [&](Act act, int index, bool selected, const std::string& tint, double tint_alpha,
                    Glyph glyph, const std::string& chip_colour, const std::string& title,
@@ -184,6 +193,7 @@ void App::draw_sidebar() {
         return r;
     };
 
+    record(Act::SelectOverview, 0);
     if (visible(y, SIDE_ROW_H))
         row(Act::SelectOverview, 0, m_selection.empty(), m_palette.accent, 0.14, Glyph::Gear,
             render::BRAND, tr("Overview"), Font::BodyBold,
@@ -193,6 +203,7 @@ void App::draw_sidebar() {
     // The manual list fills only when a deletion leaves something behind;
     // until then its row would only be noise.
     if (manual_count > 0 || m_selection == "__manual__") {
+        record(Act::SelectManual, 0);
         if (visible(y, SIDE_ROW_H)) {
             const std::string badge = fmt::count(static_cast<int64_t>(manual_count));
             const double bw = manual_count > 0 ? measure_text(badge, Font::CaptionBold) + 12 : 0;
@@ -226,6 +237,7 @@ void App::draw_sidebar() {
         for (int idx : g.cats) {
             if (idx < 0 || idx >= static_cast<int>(cats.size()))
                 continue;
+            record(Act::SelectCategory, idx);
             if (visible(y, SIDE_ROW_H)) {
                 const render::CatView& c = cats[idx];
                 std::string second;

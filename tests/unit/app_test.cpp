@@ -16,7 +16,7 @@
 namespace {
 
 App::HitTarget target(float x, float y, float w, float h, App::Act act, int index = 0) {
-    return {RectF{x, y, w, h}, act, index};
+    return {RectF{x, y, w, h}, act, index, RectF{x, y, w, h}};
 }
 
 // The colour of one pixel of an ARGB32 surface as "#RRGGBB".

@@ -141,7 +141,7 @@ inline CatState category(const std::string& id, GroupKind group, std::vector<int
 
 // A target as a frame would register it.
 inline App::HitTarget hit_target(float x, float y, float w, float h, App::Act act, int index = 0) {
-    return {RectF{x, y, w, h}, act, index};
+    return {RectF{x, y, w, h}, act, index, RectF{x, y, w, h}};
 }
 
 // The first target of the frame with this act and index, or null.

@@ -46,6 +46,23 @@ void shot(App& app, const std::string& file, int w, int h) {
     cairo_surface_destroy(s);
 }
 
+// The same, drawn at twice the pixels as on a HiDPI screen.
+void shot_scaled(App& app, const std::string& file, int w, int h, int scale) {
+    cairo_surface_t* s = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, w * scale, h * scale);
+    cairo_t* cr = cairo_create(s);
+    cairo_scale(cr, scale, scale);
+    app.render_offscreen(cr, w, h);
+    app.render_offscreen(cr, w, h);
+    cairo_destroy(cr);
+    if (cairo_surface_write_to_png(s, file.c_str()) != CAIRO_STATUS_SUCCESS) {
+        std::fprintf(stderr, "could not write %s\n", file.c_str());
+        ++failures;
+    } else {
+        std::printf("%s\n", file.c_str());
+    }
+    cairo_surface_destroy(s);
+}
+
 void fill(App& app, time_t now) {
     app.m_cats = fixture::states(HOME, now);
     for (CatState& c : app.m_cats)
@@ -168,6 +185,39 @@ int main(int argc, char** argv) {
         }
         app.m_manual.clear();
         shot(app, prefix + "empty.png", w, h);
+
+        // The keyboard's ring on each page and overlay, where the keys put it.
+        fill(app, now);
+        app.m_focus_visible = true;
+        app.m_selection.clear();
+        app.m_focus = {App::Act::SelectOverview, 0};
+        shot(app, prefix + "focus-overview.png", w, h);
+        app.m_selection = "nodeModules";
+        app.m_focus = {App::Act::ToggleItem, 1};
+        shot(app, prefix + "focus-category.png", w, h);
+        if (!v.dark)
+            shot_scaled(app, prefix + "focus-category-2x.png", w, h, 2);
+        app.m_focus = {App::Act::RevealItem, 2};
+        shot(app, prefix + "focus-reveal.png", w, h);
+        app.m_focus = {App::Act::SelectAllSafe, 0};
+        shot(app, prefix + "focus-page-button.png", w, h);
+        app.m_focus = {App::Act::Rescan, 0};
+        shot(app, prefix + "focus-toolbar.png", w, h);
+        app.m_selection = "__manual__";
+        app.m_focus = {App::Act::OpenManualItem, 0};
+        shot(app, prefix + "focus-manual.png", w, h);
+        app.m_selection = "nodeModules";
+        app.m_focus = {App::Act::Clean, 0};
+        shot(app, prefix + "focus-footer.png", w, h);
+        app.confirm_clean(); // opens on Cancel
+        shot(app, prefix + "focus-dialog.png", w, h);
+        app.m_overlay = App::Overlay::None;
+        shot(app, prefix + "focus-back.png", w, h);
+        app.open_settings();
+        shot(app, prefix + "focus-settings.png", w, h);
+        app.m_overlay = App::Overlay::About;
+        shot(app, prefix + "focus-about.png", w, h);
+        app.m_overlay = App::Overlay::None;
     }
     return failures == 0 ? 0 : 1;
 }

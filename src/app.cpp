@@ -121,6 +121,7 @@ void App::build_window() {
     g_signal_connect(m_canvas, "focus-in-event", G_CALLBACK(on_focus_cb), this);
     g_signal_connect(m_canvas, "focus-out-event", G_CALLBACK(on_focus_cb), this);
     g_signal_connect(m_window, "key-press-event", G_CALLBACK(on_key_cb), this);
+    g_signal_connect(m_window, "key-release-event", G_CALLBACK(on_key_release_cb), this);
     g_signal_connect(m_window, "configure-event", G_CALLBACK(on_configure_cb), this);
     g_signal_connect(m_window, "delete-event", G_CALLBACK(on_delete_cb), this);
 
@@ -294,12 +295,30 @@ gboolean App::on_scroll_cb(GtkWidget*, GdkEventScroll* ev, gpointer self) {
 }
 
 gboolean App::on_focus_cb(GtkWidget*, GdkEventFocus*, gpointer self) {
+    // An Alt released in another window never reaches this one.
+    static_cast<App*>(self)->m_alt_held = false;
     static_cast<App*>(self)->request_redraw();
     return FALSE;
 }
 
 gboolean App::on_key_cb(GtkWidget*, GdkEventKey* ev, gpointer self) {
-    static_cast<App*>(self)->on_key(ev->keyval, static_cast<GdkModifierType>(ev->state));
+    App* app = static_cast<App*>(self);
+    if (ev->keyval == GDK_KEY_Alt_L || ev->keyval == GDK_KEY_Alt_R) {
+        // The access keys are underlined for as long as Alt is held.
+        app->m_alt_held = true;
+        app->request_redraw();
+        return TRUE;
+    }
+    app->on_key(ev->keyval, static_cast<GdkModifierType>(ev->state));
+    return TRUE;
+}
+
+gboolean App::on_key_release_cb(GtkWidget*, GdkEventKey* ev, gpointer self) {
+    App* app = static_cast<App*>(self);
+    if ((ev->keyval == GDK_KEY_Alt_L || ev->keyval == GDK_KEY_Alt_R) && app->m_alt_held) {
+        app->m_alt_held = false;
+        app->request_redraw();
+    }
     return TRUE;
 }
 

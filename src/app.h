@@ -467,6 +467,7 @@ public:
     static gboolean on_leave_cb(GtkWidget* widget, GdkEventCrossing* ev, gpointer self);
     static gboolean on_scroll_cb(GtkWidget* widget, GdkEventScroll* ev, gpointer self);
     static gboolean on_key_cb(GtkWidget* widget, GdkEventKey* ev, gpointer self);
+    static gboolean on_key_release_cb(GtkWidget* widget, GdkEventKey* ev, gpointer self);
     static gboolean on_focus_cb(GtkWidget* widget, GdkEventFocus* ev, gpointer self);
     static gboolean on_configure_cb(GtkWidget* widget, GdkEventConfigure* ev, gpointer self);
     static gboolean on_delete_cb(GtkWidget* widget, GdkEvent* ev, gpointer self);
@@ -560,6 +561,26 @@ public:
     void focus_follow_overlay();
     // The ring around the focused control, drawn last in a frame.
     void draw_focus_ring();
+
+    // An access key: Alt and the character press the control. Each label
+    // gives its first letter or digit that no earlier control of the same
+    // scope took, so every language gets keys from its own words.
+    struct AccessKey {
+        Focus control;
+        std::string label; // as drawn, translated
+        size_t byte = 0;   // where the character starts in label
+        uint32_t ch = 0;   // lower case
+    };
+    // The keys of what can be pressed now: an open dialog's buttons, the
+    // Close button of the settings and about cards, else the toolbar.
+    std::vector<AccessKey> access_keys() const;
+    // Alt with a character: presses the control whose key it is.
+    bool access_key_pressed(unsigned keyval, GdkModifierType state);
+    // While Alt is held, the character is underlined in a label drawn
+    // centred in r (layout coordinates).
+    void draw_access_underline(RectF r, const std::string& label, Font font,
+                               const std::string& colour);
+    bool m_alt_held = false;
 
     // The focused control; empty until the keyboard or a click puts it on one.
     Focus m_focus;

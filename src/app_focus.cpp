@@ -34,6 +34,10 @@ bool App::focusable(Act act) {
 
 namespace {
 
+const char* tr(const char* text) {
+    return I18n::instance().tr(text);
+}
+
 using Focus = App::Focus;
 using Act = App::Act;
 
@@ -564,4 +568,107 @@ void App::draw_focus_ring() {
         ring(3.25, outer, 2.0);
     }
     cairo_restore(m_cr);
+}
+
+// ---------------------------------------------------------------------------
+// Access keys
+// ---------------------------------------------------------------------------
+
+std::vector<App::AccessKey> App::access_keys() const {
+    std::vector<AccessKey> keys;
+    switch (m_overlay) {
+    case Overlay::Dialog:
+        for (const DialogButton& b : m_dialog_buttons)
+            keys.push_back({{Act::DialogButton, b.id}, b.label, 0, 0});
+        break;
+    case Overlay::About:
+    case Overlay::Settings:
+        keys.push_back({{Act::CloseOverlay, 0}, tr("Close"), 0, 0});
+        break;
+    case Overlay::None:
+        // The toolbar's buttons, as draw_toolbar labels them.
+        if (m_scanning)
+            keys.push_back({{Act::CancelScan, 0}, tr("Cancel"), 0, 0});
+        else
+            keys.push_back({{Act::Rescan, 0}, tr("Rescan"), 0, 0});
+        keys.push_back({{Act::AppMenu, 0}, tr("Settings"), 0, 0});
+        keys.push_back({{Act::About, 0}, tr("About"), 0, 0});
+        break;
+    }
+    // F5 and Ctrl+R already rescan and Escape closes; the keys still follow
+    // the desktop's habit of one Alt key per button.
+    std::vector<uint32_t> taken;
+    std::vector<AccessKey> out;
+    for (AccessKey& k : keys) {
+        const char* start = k.label.c_str();
+        for (const char* p = start; *p; p = g_utf8_next_char(p)) {
+            const gunichar c = g_utf8_get_char_validated(p, -1);
+            if (c == static_cast<gunichar>(-1) || c == static_cast<gunichar>(-2))
+                break;
+            if (!g_unichar_isalnum(c))
+                continue;
+            const uint32_t lower = g_unichar_tolower(c);
+            if (std::find(taken.begin(), taken.end(), lower) != taken.end())
+                continue;
+            taken.push_back(lower);
+            k.byte = static_cast<size_t>(p - start);
+            k.ch = lower;
+            out.push_back(k);
+            break;
+        }
+    }
+    return out;
+}
+
+bool App::access_key_pressed(unsigned keyval, GdkModifierType state) {
+    if (!(state & GDK_MOD1_MASK) || (state & GDK_CONTROL_MASK))
+        return false;
+    const uint32_t c = g_unichar_tolower(gdk_keyval_to_unicode(keyval));
+    if (c == 0)
+        return false;
+    for (const AccessKey& k : access_keys())
+        if (k.ch == c) {
+            // The pressed button takes the focus, as a click would; with
+            // the ring, since the keyboard did it.
+            m_focus = k.control;
+            m_focus_visible = true;
+            activate(k.control.act, k.control.index);
+            focus_follow_overlay();
+            return true;
+        }
+    return false;
+}
+
+void App::draw_access_underline(RectF r, const std::string& label, Font font,
+                                const std::string& colour) {
+    if (!m_alt_held || !m_cr)
+        return;
+    size_t byte = std::string::npos;
+    for (const AccessKey& k : access_keys())
+        if (k.label == label)
+            byte = k.byte;
+    Rgb c;
+    if (byte == std::string::npos || !hex_to_rgb(colour, c))
+        return;
+    // Where paint_label puts the text when it is centred in r.
+    PangoLayout* layout = shared_layout(label, font);
+    PangoRectangle logical;
+    pango_layout_get_pixel_extents(layout, nullptr, &logical);
+    const double tw = logical.width;
+    const RectF at =
+        mirror({static_cast<float>(r.x + (r.w - tw) * 0.5), r.y, static_cast<float>(tw), r.h});
+    const double origin_x = at.x - logical.x;
+    const double origin_y = r.y + (r.h - logical.height) * 0.5 - logical.y;
+    PangoRectangle pos;
+    pango_layout_index_to_pos(layout, static_cast<int>(byte), &pos);
+    double x0 = origin_x + pos.x / static_cast<double>(PANGO_SCALE);
+    double x1 = x0 + pos.width / static_cast<double>(PANGO_SCALE);
+    if (x1 < x0)
+        std::swap(x0, x1);
+    const double y =
+        origin_y + pango_layout_get_baseline(layout) / static_cast<double>(PANGO_SCALE) + 2;
+    cairo_new_path(m_cr);
+    cairo_set_source_rgba(m_cr, c.r, c.g, c.b, 1.0);
+    cairo_rectangle(m_cr, x0, y, x1 - x0, 1.2);
+    cairo_fill(m_cr);
 }

@@ -337,6 +337,10 @@ void App::scroll_at(double x, double y, double step) {
 // ---------------------------------------------------------------------------
 
 void App::on_key(unsigned keyval, GdkModifierType state) {
+    if (access_key_pressed(keyval, state)) {
+        request_redraw();
+        return;
+    }
     const bool tab =
         keyval == GDK_KEY_Tab || keyval == GDK_KEY_ISO_Left_Tab || keyval == GDK_KEY_KP_Tab;
     if (m_fm_editing && m_overlay == Overlay::Settings && fm_key(keyval, state)) {

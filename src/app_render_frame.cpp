@@ -117,6 +117,7 @@ void App::draw_toolbar() {
     auto button = [&](const std::string& text, bool primary, bool enabled, Act act) {
         const double w = measure_text(text, Font::Body) + 26;
         const RectF r = draw_button(right - w, t.y + 8, text, primary, enabled);
+        draw_access_underline(r, text, Font::Body, primary ? "#FFFFFF" : m_palette.text);
         add_target(r, act, 0);
         right = r.x - 8;
     };

@@ -147,6 +147,8 @@ void App::draw_dialog() {
             stroke_round_rect(b, 9, m_palette.control_edge, 1.0, 1.0);
             draw_label_center(it->label, Font::Body, b, m_palette.text);
         }
+        draw_access_underline(b, it->label, Font::Body,
+                              it->destructive ? "#FFFFFF" : m_palette.text);
         add_target(b, Act::DialogButton, it->id);
         right = b.x - 10;
     }
@@ -226,5 +228,6 @@ void App::draw_about() {
     if (mirror(b).contains(m_mouse_x, m_mouse_y))
         fill_round_rect(b, 9, "#FFFFFF", 0.12);
     draw_label_center(close, Font::Body, b, "#FFFFFF");
+    draw_access_underline(b, close, Font::Body, "#FFFFFF");
     add_target(b, Act::CloseOverlay, 0);
 }

@@ -121,6 +121,7 @@ void App::draw_settings() {
     const std::string close = tr("Close");
     const double cw = measure_text(close, Font::Body) + 26;
     const RectF cb = draw_button(x + w - PAD - cw, y + 20, close, false, true);
+    draw_access_underline(cb, close, Font::Body, m_palette.text);
     add_target(cb, Act::CloseOverlay, 0);
     const std::string title = tr("Settings");
     draw_label(truncate_to_width(title, Font::Title, w - 2 * PAD - cw - 16), Font::Title,

@@ -515,3 +515,108 @@ TEST(AppRenderFocusRing, FollowsTheMirroredControlAndTheScale) {
     const int ry = static_cast<int>((t->full.y + t->full.h / 2) * 2);
     EXPECT_EQ(big.hex(rx, ry), app.m_palette.text);
 }
+
+// ---------------------------------------------------------------------------
+// Access keys
+// ---------------------------------------------------------------------------
+
+namespace {
+
+std::string keys_of(const App& app) {
+    std::string out;
+    for (const App::AccessKey& k : app.access_keys()) {
+        char buf[8] = {};
+        g_unichar_to_utf8(k.ch, buf);
+        out += k.label.substr(0, k.byte) + "_" + k.label.substr(k.byte) + "=" + buf + " ";
+    }
+    return out;
+}
+
+} // namespace
+
+TEST(AppFocusAccessKeys, EachButtonGetsTheFirstLetterNoEarlierButtonTook) {
+    Fresh fresh;
+    App app;
+    EXPECT_EQ(keys_of(app), "_Rescan=r _Settings=s _About=a ");
+    app.m_scanning = true;
+    EXPECT_EQ(keys_of(app), "_Cancel=c _Settings=s _About=a ");
+    app.m_scanning = false;
+    app.show_dialog("t", "m", {{1, "Close", false, false}, {0, "Cancel", false, true}});
+    EXPECT_EQ(keys_of(app), "_Close=c C_ancel=a ") << "a letter taken moves the next one on";
+    app.show_dialog("t", "m", {{1, "1 more", false, false}, {0, "…!", false, true}});
+    EXPECT_EQ(keys_of(app), "_1 more=1 ") << "digits count; a label without letters gets none";
+}
+
+TEST(AppFocusAccessKeys, AltAndTheLetterPressTheButtonAndMoveTheFocusThere) {
+    Fresh fresh;
+    App app;
+    fill(app);
+    app.m_cats[1].items[0].selected = true;
+    app.m_selection = "npm";
+    frame(app);
+    press(app, GDK_KEY_s, GDK_MOD1_MASK);
+    EXPECT_EQ(app.m_overlay, App::Overlay::Settings);
+    press(app, GDK_KEY_C, GdkModifierType(GDK_MOD1_MASK | GDK_SHIFT_MASK));
+    EXPECT_EQ(app.m_overlay, App::Overlay::None) << "upper case finds the same key";
+    EXPECT_FOCUS(app, f(Act::AppMenu)) << "closing gives the focus back to what opened it";
+    press(app, GDK_KEY_s); // without Alt a letter does nothing here
+    EXPECT_EQ(app.m_overlay, App::Overlay::None);
+    press(app, GDK_KEY_s, GdkModifierType(GDK_MOD1_MASK | GDK_CONTROL_MASK));
+    EXPECT_EQ(app.m_overlay, App::Overlay::None) << "Ctrl+Alt is not an access key";
+
+    press(app, GDK_KEY_Delete);
+    ASSERT_EQ(app.m_overlay, App::Overlay::Dialog);
+    const std::string keys = keys_of(app);
+    press(app, GDK_KEY_c, GDK_MOD1_MASK);
+    EXPECT_EQ(app.m_overlay, App::Overlay::None) << keys;
+    EXPECT_FALSE(app.m_cleaning) << "Alt+C is Cancel in the confirmation: " << keys;
+}
+
+TEST(AppFocusAccessKeys, ARightToLeftLanguageTakesItsKeysFromItsOwnWords) {
+    Fresh fresh;
+    render_test::Language arabic("ar");
+    App app;
+    fill(app);
+    frame(app);
+    const std::vector<App::AccessKey> keys = app.access_keys();
+    ASSERT_EQ(keys.size(), 3u);
+    const App::AccessKey settings = keys[1];
+    EXPECT_EQ(settings.control, f(Act::AppMenu));
+    EXPECT_GE(settings.ch, 0x600u) << "an Arabic letter";
+    EXPECT_LE(settings.ch, 0x6FFu);
+    press(app, gdk_unicode_to_keyval(settings.ch), GDK_MOD1_MASK);
+    EXPECT_EQ(app.m_overlay, App::Overlay::Settings);
+}
+
+TEST(AppRenderFocusAccessKeys, UnderlinedOnlyWhileAltIsHeldInLightDarkAndMirrored) {
+    for (const char* lang : {"en", "ar"}) {
+        for (const bool dark : {false, true}) {
+            Fresh fresh;
+            render_test::Language language(lang);
+            App app;
+            app.m_palette = Palette::for_theme(dark);
+            fill(app);
+            Canvas plain(W, H);
+            app.render_offscreen(plain.cr(), W, H);
+            app.m_alt_held = true;
+            Canvas held(W, H);
+            app.render_offscreen(held.cr(), W, H);
+            const App::HitTarget* about = find_target(app, Act::About);
+            ASSERT_TRUE(about);
+            // Below the text's middle, inside the button: only the underline
+            // tells the two frames apart.
+            int differ = 0;
+            const RectF r = about->rect;
+            for (int y = static_cast<int>(r.y + r.h / 2); y < static_cast<int>(r.y + r.h - 2); ++y)
+                for (int x = static_cast<int>(r.x + 2); x < static_cast<int>(r.x + r.w - 2); ++x)
+                    differ += plain.hex(x, y) != held.hex(x, y) ? 1 : 0;
+            EXPECT_GT(differ, 3) << lang << (dark ? " dark" : " light");
+            // And nothing outside the toolbar changes.
+            int elsewhere = 0;
+            for (int y = 60; y < H; y += 7)
+                for (int x = 0; x < W; x += 7)
+                    elsewhere += plain.hex(x, y) != held.hex(x, y) ? 1 : 0;
+            EXPECT_EQ(elsewhere, 0) << lang;
+        }
+    }
+}

@@ -56,11 +56,18 @@ Focus row_of(Focus f) {
     return f;
 }
 
+// Rescan and Cancel take turns in one place of the toolbar: a focus on one
+// stays there when a scan starts or ends.
+bool same_place(Focus a, Focus b) {
+    auto scan_button = [](Act act) { return act == Act::Rescan || act == Act::CancelScan; };
+    return a == b || (scan_button(a.act) && scan_button(b.act));
+}
+
 Place place_of(const std::vector<App::FocusGroup>& groups, Focus f) {
     const Focus key = row_of(f);
     for (size_t g = 0; g < groups.size(); ++g)
         for (size_t c = 0; c < groups[g].controls.size(); ++c)
-            if (groups[g].controls[c] == key)
+            if (same_place(groups[g].controls[c], key))
                 return {static_cast<int>(g), static_cast<int>(c)};
     return {};
 }
@@ -304,6 +311,8 @@ bool App::focus_key(unsigned keyval, GdkModifierType state) {
     }
     if (!at.found())
         m_focus = {};
+    else if (m_focus.act != Act::RevealItem)
+        m_focus = groups[at.group].controls[at.pos];
 
     auto enter = [&](int g) {
         std::lock_guard<std::mutex> lock(m_mutex);

@@ -389,6 +389,21 @@ TEST(AppFocusKeys, AClickPutsTheFocusThereButShowsNoRing) {
     EXPECT_TRUE(app.m_focus_visible);
 }
 
+TEST(AppFocusKeys, AFocusOnRescanStaysInItsPlaceWhenItBecomesCancel) {
+    Fresh fresh;
+    App app;
+    fill(app);
+    frame(app);
+    press(app, GDK_KEY_Tab);
+    EXPECT_FOCUS(app, f(Act::Rescan));
+    app.m_scanning = true; // a scan started: the button reads Cancel now
+    frame(app);
+    press(app, GDK_KEY_Right);
+    EXPECT_FOCUS(app, f(Act::AppMenu));
+    press(app, GDK_KEY_Left);
+    EXPECT_FOCUS(app, f(Act::CancelScan));
+}
+
 TEST(AppFocusKeys, AFocusOnARowThatWentMovesToTheLastRowLeft) {
     Fresh fresh;
     App app;

@@ -682,6 +682,8 @@ void AccessTree::retire(AtkObject* obj) {
 
 void AccessTree::retire_entry(AtkObject* obj, bool tell_list) {
     AccNode* d = node_of(obj);
+    m_shown_entries.erase(std::remove(m_shown_entries.begin(), m_shown_entries.end(), obj),
+                          m_shown_entries.end());
     if (obj == m_focused)
         clear_focus();
     const int index = d->index_in_parent;
@@ -696,6 +698,7 @@ void AccessTree::retire_entry(AtkObject* obj, bool tell_list) {
 void AccessTree::retire_entries(bool tell_list) {
     std::unordered_map<std::string, AtkObject*> entries;
     entries.swap(m_entries);
+    m_shown_entries.clear();
     for (auto& [key, obj] : entries)
         retire_entry(obj, tell_list);
     m_entries_list = nullptr;
@@ -810,10 +813,28 @@ void AccessTree::sync_entries() {
                 }
             }
         }
-        for (auto& [key, obj] : m_entries) {
+        // Only the rows on screen now or in the last frame (and the focused
+        // one) are looked at: a list of 20,000 entry objects must not cost a
+        // pass per frame. Others answer CHECKED and SHOWING from the App
+        // when asked, and are brought up to date when they come into view.
+        std::vector<AtkObject*> shown;
+        if (m_entries_any_shown && !m_entries.empty() && cat)
+            for (size_t i = m_entries_shown_first; i <= m_entries_shown_last && i < size; ++i)
+                for (const char* prefix : {"check:", "reveal:"})
+                    if (auto it = m_entries.find(prefix + cat->items[i].path);
+                        it != m_entries.end())
+                        shown.push_back(it->second);
+        std::vector<AtkObject*> look = shown;
+        look.insert(look.end(), m_shown_entries.begin(), m_shown_entries.end());
+        if (m_focused && node_of(m_focused) && node_of(m_focused)->entry)
+            look.push_back(m_focused);
+        std::sort(look.begin(), look.end());
+        look.erase(std::unique(look.begin(), look.end()), look.end());
+        m_shown_entries = std::move(shown);
+        for (AtkObject* obj : look) {
             AccNode* d = node_of(obj);
             const size_t i = static_cast<size_t>(d->index);
-            if (i >= size)
+            if (d->defunct || i >= size)
                 continue; // gone, or about to be found gone
             unsigned want = d->flags & ~(CHECKED | SHOWING);
             if (d->act == Act::ToggleItem && cat->items[i].selected)
@@ -994,6 +1015,11 @@ bool AccessTree::entry_checked(const AccNode& d) {
     std::lock_guard<std::mutex> lock(m_app.m_mutex);
     const Item* it = entry_item(d);
     return it && it->selected;
+}
+
+bool AccessTree::entry_showing(const AccNode& d) const {
+    const size_t i = static_cast<size_t>(d.index);
+    return m_entries_any_shown && i >= m_entries_shown_first && i <= m_entries_shown_last;
 }
 
 bool AccessTree::rect_of(const AccNode& d, RectF& out) const {

@@ -66,6 +66,8 @@ public:
     // What was announced last, for the tests; announcements also go out as
     // the "announcement" signal on the canvas' accessible.
     const std::vector<std::string>& announcements() const { return m_announced; }
+    // How many entry objects exist, for the benchmark.
+    size_t entry_objects() const { return m_entries.size(); }
 
     // Whether the canvas holds the keyboard focus; the tests may say it does.
     bool canvas_focused() const;
@@ -81,6 +83,7 @@ public:
     std::string entry_name(const AccNode& d);
     std::string entry_description(const AccNode& d);
     bool entry_checked(const AccNode& d);
+    bool entry_showing(const AccNode& d) const;
     // The rectangle of the control in the last frame, canvas coordinates.
     bool rect_of(const AccNode& d, RectF& out) const;
     // Runs App::activate for the object from an idle callback; false when
@@ -130,6 +133,7 @@ private:
     size_t m_entries_size = 0;
     size_t m_entries_shown_first = 0, m_entries_shown_last = 0; // [first, last]
     bool m_entries_any_shown = false;
+    std::vector<AtkObject*> m_shown_entries; // borrowed: entry objects SHOWING last frame
 
     AtkObject* m_focused = nullptr; // a reference, or null
     bool m_focus_reported = false;

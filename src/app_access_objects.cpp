@@ -474,10 +474,14 @@ AtkStateSet* app_access::states_of(AtkObject* obj) {
         return set;
     }
     unsigned f = d->flags;
-    if (d->entry && d->role == ATK_ROLE_CHECK_BOX) {
-        f &= ~CHECKED;
-        if (d->tree->entry_checked(*d))
+    // An entry answers from the App: the tree brings only the rows on
+    // screen up to date after each frame.
+    if (d->entry) {
+        f &= ~(CHECKED | SHOWING);
+        if (d->role == ATK_ROLE_CHECK_BOX && d->tree->entry_checked(*d))
             f |= CHECKED;
+        if (d->tree->entry_showing(*d))
+            f |= SHOWING;
     }
     atk_state_set_add_state(set, ATK_STATE_VISIBLE);
     if (f & SENSITIVE) {

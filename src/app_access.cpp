@@ -765,6 +765,8 @@ void AccessTree::sync_entries() {
     if (!m_entries_list)
         return;
     // The rows on screen, as the frame registered their check boxes.
+    const bool was_shown = m_entries_any_shown;
+    const size_t was_first = m_entries_shown_first, was_last = m_entries_shown_last;
     m_entries_any_shown = false;
     for (const App::HitTarget& t : m_app.m_targets)
         if (t.act == Act::ToggleItem && t.index >= 0) {
@@ -856,7 +858,11 @@ void AccessTree::sync_entries() {
     }
     for (const Change& c : changes)
         notify_flag(c.obj, c.bit, c.on);
-    if (resized)
+    // Scrolled, or the list changed length: what can be seen of it changed.
+    const bool scrolled = was_shown != m_entries_any_shown ||
+                          (m_entries_any_shown && (was_first != m_entries_shown_first ||
+                                                   was_last != m_entries_shown_last));
+    if (resized || scrolled)
         g_signal_emit_by_name(m_entries_list, "visible-data-changed");
 }
 
@@ -913,6 +919,9 @@ void AccessTree::sync_focus() {
     }
     if (m_focused && has) {
         atk_object_notify_state_change(m_focused, ATK_STATE_FOCUSED, TRUE);
+        // The entries' list manages its rows: it says which one is active.
+        if (node_of(m_focused)->entry && m_entries_list)
+            g_signal_emit_by_name(m_entries_list, "active-descendant-changed", m_focused);
         G_GNUC_BEGIN_IGNORE_DEPRECATIONS
         atk_focus_tracker_notify(m_focused);
         G_GNUC_END_IGNORE_DEPRECATIONS

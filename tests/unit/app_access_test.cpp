@@ -346,8 +346,15 @@ TEST(RenderAccess, RowsOffScreenAreNotShowingAndScrollingShowsThem) {
 
     StateLog log;
     log.watch(far);
+    int visible_changed = 0;
+    const gulong id = g_signal_connect_swapped(entries, "visible-data-changed",
+                                               G_CALLBACK(+[](int* n) { ++*n; }), &visible_changed);
+    frame(app);
+    EXPECT_EQ(visible_changed, 0); // nothing moved
     app.m_scroll = 40 * 98;
     frame(app);
+    EXPECT_EQ(visible_changed, 1);
+    g_signal_handler_disconnect(entries, id);
     EXPECT_TRUE(has(far, ATK_STATE_SHOWING));
     EXPECT_TRUE(log.saw("showing", true));
     EXPECT_FALSE(has(first, ATK_STATE_SHOWING));

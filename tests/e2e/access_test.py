@@ -611,7 +611,7 @@ def run(app, shots):
         focus_by_click(s, screen)
         s.shot('focus')
         step(7)
-        # keyboard_road(s, screen) joins the steps once the keyboard moves focus.
+        # enabled when the keyboard focus lands (keyboard_road, above)
 
         status = s.close_app()
         check(status == 0, f'the program ended with status {status}: ' + s.log())

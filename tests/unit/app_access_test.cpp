@@ -527,3 +527,83 @@ TEST(RenderAccess, TheEndOfAScanAndAFreedAmountAreAnnounced) {
     ASSERT_EQ(app.access_tree()->announcements().size(), 2u);
     EXPECT_EQ(app.access_tree()->announcements()[1], "3 KB freed");
 }
+
+// ---------------------------------------------------------------------------
+// The other overlays and pages
+// ---------------------------------------------------------------------------
+
+TEST(RenderAccess, TheFailureDialogIsAnAlertWithItsButtons) {
+    Fresh fresh;
+    App app;
+    page(app);
+    app.show_dialog("Could not delete everything", "1 item(s) could not be deleted here.",
+                    {{3, "Show the list", false, false}, {0, "Close", false, true}});
+    frame(app);
+    AtkObject* dialog = app.access_tree()->ref_top(4);
+    EXPECT_EQ(atk_object_get_role(dialog), ATK_ROLE_ALERT);
+    EXPECT_TRUE(has(dialog, ATK_STATE_MODAL));
+    EXPECT_EQ(std::string(atk_object_get_description(dialog)),
+              "1 item(s) could not be deleted here.");
+    AtkObject* show = must_find(app, "dialog.button.3");
+    EXPECT_EQ(name(show), "Show the list");
+    EXPECT_EQ(atk_object_get_parent(show), dialog);
+    EXPECT_TRUE(atk_action_do_action(ATK_ACTION(show), 0));
+    run_idles();
+    EXPECT_EQ(app.m_overlay, App::Overlay::None);
+    EXPECT_EQ(app.m_selection, "__manual__");
+    g_object_unref(dialog);
+}
+
+TEST(RenderAccess, AboutHasItsLinkAndCloseButton) {
+    Fresh fresh;
+    App app;
+    page(app);
+    app.activate(Act::About, 0);
+    frame(app);
+    AtkObject* about = must_find(app, "overlay.about");
+    EXPECT_EQ(atk_object_get_role(about), ATK_ROLE_DIALOG);
+    EXPECT_EQ(name(about), "About");
+    AtkObject* link = must_find(app, "about.link");
+    EXPECT_EQ(atk_object_get_role(link), ATK_ROLE_LINK);
+    EXPECT_EQ(name(link), App::WEBSITE);
+    EXPECT_TRUE(has(link, ATK_STATE_SHOWING));
+    AtkObject* close = must_find(app, "about.close");
+    EXPECT_TRUE(atk_action_do_action(ATK_ACTION(close), 0));
+    run_idles();
+    EXPECT_EQ(app.m_overlay, App::Overlay::None);
+}
+
+TEST(RenderAccess, TheManualPageIsListedAndHoldsOneButtonPerEntry) {
+    Fresh fresh;
+    App app;
+    page(app);
+    Item left;
+    left.name = "debug.log";
+    left.path = "/nonexistent/logs/debug.log";
+    app.m_manual = {left};
+    app.activate(Act::SelectManual, 0);
+    frame(app);
+    AtkObject* item = must_find(app, "side.manual");
+    EXPECT_EQ(name(item), "Remove manually");
+    EXPECT_TRUE(has(item, ATK_STATE_SELECTED));
+    AtkObject* button = must_find(app, "manual./nonexistent/logs/debug.log");
+    EXPECT_EQ(name(button), "Show in file manager");
+    EXPECT_NE(std::string(atk_object_get_description(button)).find("debug.log"), std::string::npos);
+    EXPECT_EQ(app.access_tree()->find("entries.gradle"), nullptr);
+}
+
+TEST(RenderAccess, InRightToLeftTheExtentsAreWhereTheMirroredControlsAre) {
+    Fresh fresh;
+    render_test::Language arabic("ar");
+    App app;
+    page(app);
+    const App::HitTarget* t = find_target(app, Act::Rescan, 0);
+    ASSERT_NE(t, nullptr);
+    EXPECT_LT(t->rect.x, W / 2); // the toolbar's buttons moved to the left
+    gint x, y, w, h;
+    atk_component_get_extents(ATK_COMPONENT(must_find(app, "toolbar.scan")), &x, &y, &w, &h,
+                              ATK_XY_WINDOW);
+    EXPECT_EQ(x, static_cast<gint>(t->rect.x));
+    EXPECT_EQ(y, static_cast<gint>(t->rect.y));
+    EXPECT_EQ(name(must_find(app, "toolbar.scan")), I18n::instance().tr("Rescan"));
+}

@@ -113,7 +113,7 @@ void App::access_focus_changed() {
 // Set-up
 // ---------------------------------------------------------------------------
 
-struct AccessTree::Spec {
+struct AccessTree::Shape {
     std::string key;
     Kind kind = Kind::Plain;
     AtkRole role = ATK_ROLE_PANEL;
@@ -125,7 +125,7 @@ struct AccessTree::Spec {
     unsigned flags = 0;
     RectF rect;
     bool entries_list = false;
-    std::vector<Spec> kids;
+    std::vector<Shape> kids;
 };
 
 AccessTree::AccessTree(App& app) : m_app(app) {}
@@ -200,7 +200,7 @@ void AccessTree::refresh_categories() {
     m_groups = m_app.visible_groups();
 }
 
-std::vector<AccessTree::Spec> AccessTree::describe() {
+std::vector<AccessTree::Shape> AccessTree::describe() {
     App& a = m_app;
     const I18n& i18n = I18n::instance();
 
@@ -209,7 +209,7 @@ std::vector<AccessTree::Spec> AccessTree::describe() {
         rects[target_key(t.act, t.index)] = t.rect; // a later target lies on top
     auto control = [&](std::string key, AtkRole role, std::string name, Act act, int index,
                        bool sensitive = true) {
-        Spec s;
+        Shape s;
         s.key = std::move(key);
         s.kind = Kind::Control;
         s.role = role;
@@ -224,7 +224,7 @@ std::vector<AccessTree::Spec> AccessTree::describe() {
         return s;
     };
     auto region = [&](std::string key, AtkRole role, RectF r, std::string name = {}) {
-        Spec s;
+        Shape s;
         s.key = std::move(key);
         s.role = role;
         s.name = std::move(name);
@@ -284,16 +284,16 @@ std::vector<AccessTree::Spec> AccessTree::describe() {
     m_last_status = status;
     m_seen_frame = true;
 
-    std::vector<Spec> top;
+    std::vector<Shape> top;
 
     // Toolbar, in reading order.
-    Spec toolbar = region("toolbar", ATK_ROLE_TOOL_BAR, a.m_r_toolbar);
+    Shape toolbar = region("toolbar", ATK_ROLE_TOOL_BAR, a.m_r_toolbar);
     if (a.m_scanning) {
         toolbar.kids.push_back(control("toolbar.scan", ATK_ROLE_PUSH_BUTTON, tr("Cancel"),
                                        Act::CancelScan, 0, !a.m_cleaning));
     } else {
-        Spec rescan = control("toolbar.scan", ATK_ROLE_PUSH_BUTTON, tr("Rescan"), Act::Rescan, 0,
-                              !a.m_cleaning);
+        Shape rescan = control("toolbar.scan", ATK_ROLE_PUSH_BUTTON, tr("Rescan"), Act::Rescan, 0,
+                               !a.m_cleaning);
         rescan.keybinding = ";;F5";
         toolbar.kids.push_back(std::move(rescan));
     }
@@ -304,11 +304,11 @@ std::vector<AccessTree::Spec> AccessTree::describe() {
     top.push_back(std::move(toolbar));
 
     // Sidebar: the pages, the selected one SELECTED.
-    Spec list = region("sidebar", ATK_ROLE_LIST, a.m_r_sidebar);
+    Shape list = region("sidebar", ATK_ROLE_LIST, a.m_r_sidebar);
     list.kind = Kind::List;
     auto page_item = [&](std::string key, std::string name, std::string description, Act act,
                          int index, bool selected) {
-        Spec s = control(std::move(key), ATK_ROLE_LIST_ITEM, std::move(name), act, index);
+        Shape s = control(std::move(key), ATK_ROLE_LIST_ITEM, std::move(name), act, index);
         s.description = std::move(description);
         s.flags |= SELECTABLE | (selected ? SELECTED : 0u);
         return s;
@@ -340,7 +340,7 @@ std::vector<AccessTree::Spec> AccessTree::describe() {
 
     // The page.
     if (a.m_selection.empty()) {
-        Spec page = region("page.overview", ATK_ROLE_PANEL, a.m_r_content, tr("Overview"));
+        Shape page = region("page.overview", ATK_ROLE_PANEL, a.m_r_content, tr("Overview"));
         // The biggest consumers as the frame listed them; while an overlay
         // hides the page, as they were before it opened.
         if (a.m_overlay == App::Overlay::None) {
@@ -359,27 +359,27 @@ std::vector<AccessTree::Spec> AccessTree::describe() {
                     id = a.m_cats[static_cast<size_t>(idx)].def.id;
                     title = a.m_cats[static_cast<size_t>(idx)].def.title;
                 }
-                Spec b = control("top." + id, ATK_ROLE_PUSH_BUTTON, tr(title.c_str()),
-                                 Act::TopConsumer, idx);
+                Shape b = control("top." + id, ATK_ROLE_PUSH_BUTTON, tr(title.c_str()),
+                                  Act::TopConsumer, idx);
                 b.description = a.ltr(fmt::bytes(m_cat_totals[static_cast<size_t>(idx)]));
                 page.kids.push_back(std::move(b));
             }
         top.push_back(std::move(page));
     } else if (a.m_selection == "__manual__") {
-        Spec page = region("page.manual", ATK_ROLE_PANEL, a.m_r_content, tr("Remove manually"));
+        Shape page = region("page.manual", ATK_ROLE_PANEL, a.m_r_content, tr("Remove manually"));
         page.description =
             tr("These are outside this app's reach — usually because it runs in a sandbox. Your "
                "file manager has full access: one click opens the location with the item "
                "selected.");
         for (size_t i = 0; i < manual.size(); ++i) {
-            Spec b = control("manual." + manual[i].second, ATK_ROLE_PUSH_BUTTON,
-                             tr("Show in file manager"), Act::OpenManualItem, static_cast<int>(i));
+            Shape b = control("manual." + manual[i].second, ATK_ROLE_PUSH_BUTTON,
+                              tr("Show in file manager"), Act::OpenManualItem, static_cast<int>(i));
             b.description = manual[i].first + " \u2014 " + a.ltr(manual[i].second);
             page.kids.push_back(std::move(b));
         }
         top.push_back(std::move(page));
     } else {
-        Spec page = region("page.cat." + a.m_selection, ATK_ROLE_PANEL, a.m_r_content);
+        Shape page = region("page.cat." + a.m_selection, ATK_ROLE_PANEL, a.m_r_content);
         if (page_found) {
             page.name = tr(page_cat.title.c_str());
             page.description = tr(page_cat.subtitle.c_str());
@@ -390,7 +390,7 @@ std::vector<AccessTree::Spec> AccessTree::describe() {
                                         Act::SelectAllSafe, 0, any));
             page.kids.push_back(
                 control("page.none", ATK_ROLE_PUSH_BUTTON, tr("None"), Act::SelectNone, 0, any));
-            Spec entries = region("entries." + page_cat.id, ATK_ROLE_PANEL, a.m_r_content);
+            Shape entries = region("entries." + page_cat.id, ATK_ROLE_PANEL, a.m_r_content);
             entries.name = i18n.trf("%s entries · %s in total",
                                     fmt::count(static_cast<int64_t>(page_cat.count)).c_str(),
                                     a.ltr(fmt::bytes(page_cat.total)).c_str());
@@ -402,9 +402,9 @@ std::vector<AccessTree::Spec> AccessTree::describe() {
     }
 
     // Footer: the amount, the button, the status line.
-    Spec footer = region("footer", ATK_ROLE_PANEL, a.m_r_footer);
+    Shape footer = region("footer", ATK_ROLE_PANEL, a.m_r_footer);
     {
-        Spec amount;
+        Shape amount;
         amount.key = "footer.amount";
         amount.role = ATK_ROLE_LABEL;
         amount.name = a.ltr(fmt::bytes(a.m_footer_count > 0 ? a.m_footer_size : 0));
@@ -420,7 +420,7 @@ std::vector<AccessTree::Spec> AccessTree::describe() {
     footer.kids.push_back(control("footer.clean", ATK_ROLE_PUSH_BUTTON, tr("Delete permanently"),
                                   Act::Clean, 0, a.m_footer_count > 0 && !a.m_cleaning));
     {
-        Spec line = region("footer.status", ATK_ROLE_STATUSBAR, a.m_r_footer);
+        Shape line = region("footer.status", ATK_ROLE_STATUSBAR, a.m_r_footer);
         line.name = !status.empty()
                         ? status
                         : i18n.trf("found in total: %s", a.ltr(fmt::bytes(m_total)).c_str());
@@ -434,8 +434,8 @@ std::vector<AccessTree::Spec> AccessTree::describe() {
         bool alert = false;
         for (const App::DialogButton& b : a.m_dialog_buttons)
             alert = alert || b.destructive || b.id == 3; // confirmation, or a failure
-        Spec dialog = region("overlay.dialog." + a.m_dialog_title,
-                             alert ? ATK_ROLE_ALERT : ATK_ROLE_DIALOG, all, a.m_dialog_title);
+        Shape dialog = region("overlay.dialog." + a.m_dialog_title,
+                              alert ? ATK_ROLE_ALERT : ATK_ROLE_DIALOG, all, a.m_dialog_title);
         dialog.description = a.m_dialog_message;
         dialog.flags |= MODAL;
         for (const App::DialogButton& b : a.m_dialog_buttons)
@@ -443,7 +443,7 @@ std::vector<AccessTree::Spec> AccessTree::describe() {
                                           ATK_ROLE_PUSH_BUTTON, b.label, Act::DialogButton, b.id));
         top.push_back(std::move(dialog));
     } else if (a.m_overlay == App::Overlay::About) {
-        Spec about = region("overlay.about", ATK_ROLE_DIALOG, all, tr("About"));
+        Shape about = region("overlay.about", ATK_ROLE_DIALOG, all, tr("About"));
         about.description =
             i18n.trf("Version %s (Build %s)", render::ABOUT_VERSION, render::ABOUT_BUILD);
         about.flags |= MODAL;
@@ -454,17 +454,17 @@ std::vector<AccessTree::Spec> AccessTree::describe() {
         top.push_back(std::move(about));
     } else if (a.m_overlay == App::Overlay::Settings) {
         const Settings& settings = SettingsStore::instance().get();
-        Spec dialog = region("overlay.settings", ATK_ROLE_DIALOG, all, tr("Settings"));
+        Shape dialog = region("overlay.settings", ATK_ROLE_DIALOG, all, tr("Settings"));
         dialog.flags |= MODAL;
         dialog.kids.push_back(
             control("settings.close", ATK_ROLE_PUSH_BUTTON, tr("Close"), Act::CloseOverlay, 0));
 
         auto radio = [&](std::string key, std::string name, Act act, int index, bool checked) {
-            Spec s = control(std::move(key), ATK_ROLE_RADIO_BUTTON, std::move(name), act, index);
+            Shape s = control(std::move(key), ATK_ROLE_RADIO_BUTTON, std::move(name), act, index);
             s.flags |= CHECKABLE | (checked ? CHECKED : 0u);
             return s;
         };
-        Spec looks = region("settings.appearance", ATK_ROLE_PANEL, {}, tr("Appearance"));
+        Shape looks = region("settings.appearance", ATK_ROLE_PANEL, {}, tr("Appearance"));
         looks.kids.push_back(radio("settings.theme.auto", tr("Automatic"), Act::SettingsTheme,
                                    render::THEME_AUTO,
                                    settings.theme != "light" && settings.theme != "dark"));
@@ -474,7 +474,7 @@ std::vector<AccessTree::Spec> AccessTree::describe() {
                                    render::THEME_DARK, settings.theme == "dark"));
         dialog.kids.push_back(std::move(looks));
 
-        Spec language = region("settings.language", ATK_ROLE_PANEL, {}, tr("Language"));
+        Shape language = region("settings.language", ATK_ROLE_PANEL, {}, tr("Language"));
         const std::vector<LanguageInfo> langs = I18n::available();
         std::string system_name = "English";
         const std::string system_code = I18n::detect_system_language();
@@ -490,10 +490,10 @@ std::vector<AccessTree::Spec> AccessTree::describe() {
                 render::LANG_FIRST + static_cast<int>(k), settings.language == langs[k].code));
         dialog.kids.push_back(std::move(language));
 
-        Spec projects = region("settings.projects", ATK_ROLE_PANEL, {}, tr("Projects folder"));
+        Shape projects = region("settings.projects", ATK_ROLE_PANEL, {}, tr("Projects folder"));
         projects.description = tr("Where node_modules, venv and build folders are looked for.");
         {
-            Spec folder;
+            Shape folder;
             folder.key = "settings.projects.folder";
             folder.role = ATK_ROLE_LABEL;
             folder.name =
@@ -504,25 +504,25 @@ std::vector<AccessTree::Spec> AccessTree::describe() {
         projects.kids.push_back(control("settings.projects.choose", ATK_ROLE_PUSH_BUTTON,
                                         tr("Choose …"), Act::ChooseProjects, 0));
         // The round arrow has no words; it brings back the automatic folder.
-        Spec reset = control("settings.projects.reset", ATK_ROLE_PUSH_BUTTON, tr("Automatic"),
-                             Act::ResetProjects, 0);
+        Shape reset = control("settings.projects.reset", ATK_ROLE_PUSH_BUTTON, tr("Automatic"),
+                              Act::ResetProjects, 0);
         reset.description = projects.description;
         projects.kids.push_back(std::move(reset));
         dialog.kids.push_back(std::move(projects));
 
         const std::string fm_hint =
             i18n.trf("Empty uses the system default. %s becomes the path.", "%s");
-        Spec fm = region("settings.fm", ATK_ROLE_PANEL, {}, tr("File manager"));
-        Spec field = control("settings.fm.field", ATK_ROLE_ENTRY, tr("File manager"),
-                             Act::EditFileManager, 0);
+        Shape fm = region("settings.fm", ATK_ROLE_PANEL, {}, tr("File manager"));
+        Shape field = control("settings.fm.field", ATK_ROLE_ENTRY, tr("File manager"),
+                              Act::EditFileManager, 0);
         field.kind = Kind::Field;
         field.description = fm_hint;
         field.flags |= EDITABLE;
         fm.kids.push_back(std::move(field));
         if (rects.count(target_key(Act::ClearFileManager, 0))) {
             // The cross empties the field: the system default is used again.
-            Spec clear = control("settings.fm.clear", ATK_ROLE_PUSH_BUTTON, tr("Automatic"),
-                                 Act::ClearFileManager, 0);
+            Shape clear = control("settings.fm.clear", ATK_ROLE_PUSH_BUTTON, tr("Automatic"),
+                                  Act::ClearFileManager, 0);
             clear.description = fm_hint;
             fm.kids.push_back(std::move(clear));
         }
@@ -539,8 +539,8 @@ std::vector<AccessTree::Spec> AccessTree::describe() {
 // ---------------------------------------------------------------------------
 
 void AccessTree::sync() {
-    std::vector<Spec> specs = describe();
-    reconcile(m_root, m_top, specs);
+    std::vector<Shape> shapes = describe();
+    reconcile(m_root, m_top, shapes);
     sync_entries();
     sync_field();
     sync_focus();
@@ -551,30 +551,41 @@ void AccessTree::sync() {
 }
 
 void AccessTree::reconcile(AtkObject* parent, std::vector<AtkObject*>& children,
-                           std::vector<Spec>& specs) {
+                           std::vector<Shape>& shapes) {
     std::vector<AtkObject*> next;
-    next.reserve(specs.size());
+    next.reserve(shapes.size());
     std::vector<bool> kept(children.size(), false);
     std::vector<bool> fresh;
-    fresh.reserve(specs.size());
+    fresh.reserve(shapes.size());
     std::vector<size_t> old_pos; // of each kept object, in the new order
-    for (Spec& spec : specs) {
+    auto same = [&](size_t i, const Shape& shape) {
+        const AccNode* d = node_of(children[i]);
+        return !kept[i] && d->key == shape.key && d->kind == shape.kind;
+    };
+    for (Shape& shape : shapes) {
         AtkObject* found = nullptr;
-        for (size_t i = 0; i < children.size(); ++i) {
-            AccNode* d = node_of(children[i]);
-            if (!kept[i] && d->key == spec.key && d->kind == spec.kind) {
-                kept[i] = true;
-                found = children[i];
-                old_pos.push_back(i);
-                break;
-            }
+        // Mostly every object is where it was: look there first, so a long
+        // list costs one comparison per object.
+        size_t at = next.size();
+        if (at >= children.size() || !same(at, shape)) {
+            at = children.size();
+            for (size_t i = 0; i < children.size(); ++i)
+                if (same(i, shape)) {
+                    at = i;
+                    break;
+                }
+        }
+        if (at < children.size()) {
+            kept[at] = true;
+            found = children[at];
+            old_pos.push_back(at);
         }
         if (found) {
-            update(found, spec);
+            update(found, shape);
             next.push_back(found);
             fresh.push_back(false);
         } else {
-            next.push_back(create(parent, spec));
+            next.push_back(create(parent, shape));
             fresh.push_back(true);
         }
     }
@@ -601,59 +612,59 @@ void AccessTree::reconcile(AtkObject* parent, std::vector<AtkObject*>& children,
     }
 }
 
-AtkObject* AccessTree::create(AtkObject* parent, Spec& spec) {
-    AtkObject* obj = app_access::make_object(spec.kind);
+AtkObject* AccessTree::create(AtkObject* parent, Shape& shape) {
+    AtkObject* obj = app_access::make_object(shape.kind);
     AccNode* d = node_of(obj);
     d->tree = this;
-    d->key = spec.key;
-    d->role = spec.role;
-    d->name = spec.name;
-    d->description = spec.description;
-    d->keybinding = spec.keybinding;
-    d->act = spec.act;
-    d->index = spec.index;
-    d->flags = spec.flags;
-    d->rect = spec.rect;
+    d->key = shape.key;
+    d->role = shape.role;
+    d->name = shape.name;
+    d->description = shape.description;
+    d->keybinding = shape.keybinding;
+    d->act = shape.act;
+    d->index = shape.index;
+    d->flags = shape.flags;
+    d->rect = shape.rect;
     d->parent = parent;
     m_by_key[d->key] = obj;
-    if (spec.entries_list) {
+    if (shape.entries_list) {
         retire_entries(false);
         d->entries_list = true;
         m_entries_list = obj;
-        m_entries_cat = spec.key.substr(std::string("entries.").size());
+        m_entries_cat = shape.key.substr(std::string("entries.").size());
         m_entries_data = nullptr;
         m_entries_size = 0;
     } else {
-        reconcile(obj, d->children, spec.kids);
+        reconcile(obj, d->children, shape.kids);
     }
     return obj;
 }
 
-void AccessTree::update(AtkObject* obj, Spec& spec) {
+void AccessTree::update(AtkObject* obj, Shape& shape) {
     AccNode* d = node_of(obj);
-    d->keybinding = spec.keybinding;
-    d->act = spec.act;
-    d->index = spec.index;
-    d->rect = spec.rect;
-    if (d->role != spec.role) {
-        d->role = spec.role;
+    d->keybinding = shape.keybinding;
+    d->act = shape.act;
+    d->index = shape.index;
+    d->rect = shape.rect;
+    if (d->role != shape.role) {
+        d->role = shape.role;
         g_object_notify(G_OBJECT(obj), "accessible-role");
     }
-    if (d->name != spec.name) {
-        d->name = spec.name;
+    if (d->name != shape.name) {
+        d->name = shape.name;
         g_object_notify(G_OBJECT(obj), "accessible-name");
     }
-    if (d->description != spec.description) {
-        d->description = spec.description;
+    if (d->description != shape.description) {
+        d->description = shape.description;
         g_object_notify(G_OBJECT(obj), "accessible-description");
     }
-    const unsigned changed = d->flags ^ spec.flags;
-    d->flags = spec.flags;
+    const unsigned changed = d->flags ^ shape.flags;
+    d->flags = shape.flags;
     for (unsigned bit = 1; bit <= SHOWING; bit <<= 1)
         if (changed & bit)
-            notify_flag(obj, bit, (spec.flags & bit) != 0);
+            notify_flag(obj, bit, (shape.flags & bit) != 0);
     if (!d->entries_list)
-        reconcile(obj, d->children, spec.kids);
+        reconcile(obj, d->children, shape.kids);
 }
 
 void AccessTree::retire(AtkObject* obj) {

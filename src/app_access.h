@@ -93,7 +93,7 @@ public:
     bool resolve(const AccNode& d, App::Act& act, int& index);
 
 private:
-    struct Spec;
+    struct Shape;
     // What a category's results looked like when the sidebar was last
     // worked out: replaced or shrunk results change their storage or length.
     struct CatMark {
@@ -102,11 +102,12 @@ private:
         bool scanning = false;
         bool did_scan = false;
     };
-    std::vector<Spec> describe();
+    std::vector<Shape> describe();
     void refresh_categories(); // the caller holds m_mutex
-    void reconcile(AtkObject* parent, std::vector<AtkObject*>& children, std::vector<Spec>& specs);
-    void update(AtkObject* obj, Spec& spec);
-    AtkObject* create(AtkObject* parent, Spec& spec);
+    void reconcile(AtkObject* parent, std::vector<AtkObject*>& children,
+                   std::vector<Shape>& shapes);
+    void update(AtkObject* obj, Shape& shape);
+    AtkObject* create(AtkObject* parent, Shape& shape);
     // Marks the object and everything below it defunct; the caller tells
     // the parent and drops its reference.
     void retire(AtkObject* obj);

@@ -6,6 +6,7 @@
 #pragma once
 
 #include "app.h"
+#include "app_access.h"
 
 #include <atk/atk.h>
 
@@ -72,3 +73,20 @@ AtkObject* make_object(Kind kind);
 AccNode* node_of(AtkObject* obj);
 
 } // namespace app_access
+
+// One control as a frame wants it shown: what describe() hands to the
+// matching of objects.
+struct AccessTree::Shape {
+    std::string key;
+    app_access::Kind kind = app_access::Kind::Plain;
+    AtkRole role = ATK_ROLE_PANEL;
+    std::string name;
+    std::string description;
+    std::string keybinding;
+    App::Act act = App::Act::None;
+    int index = 0;
+    unsigned flags = 0;
+    RectF rect;
+    bool entries_list = false;
+    std::vector<Shape> kids;
+};

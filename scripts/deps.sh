@@ -27,6 +27,9 @@ packages=(
     # A private session bus and stand-in desktop services for tests, the
     # Python bindings the tests drive them with, and gdbus for shell scripts.
     dbus python3-dbusmock python3-gi python3-dbus libglib2.0-bin
+    # The accessibility bus (launcher and registry) and the AT-SPI client the
+    # accessibility test reads the window with, as a screen reader would.
+    at-spi2-core python3-pyatspi
     # setpriv: the end-to-end test that deletes for real runs the program as
     # nobody when the tests run as root.
     util-linux

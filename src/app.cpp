@@ -5,6 +5,8 @@
 
 #include "app.h"
 
+#include "app_access.h"
+
 #include "desktop_theme.h"
 #include "format.h"
 #include "i18n.h"
@@ -26,6 +28,7 @@
 App::App() = default;
 
 App::~App() {
+    m_access.reset();
     m_cancel = true;
     if (m_worker.joinable())
         m_worker.join();
@@ -41,6 +44,8 @@ App::~App() {
 // ---------------------------------------------------------------------------
 
 int App::run(int argc, char** argv) {
+    // Assistive technologies and the tests find the program by this name.
+    g_set_prgname("quillet");
     if (!gtk_init_check(&argc, &argv)) {
         std::fprintf(stderr, "Quillet needs a graphical desktop session, but none could be "
                              "reached through DISPLAY or WAYLAND_DISPLAY.\n");
@@ -104,7 +109,8 @@ void App::build_window() {
         gtk_window_set_position(GTK_WINDOW(m_window), GTK_WIN_POS_CENTER);
     }
 
-    m_canvas = gtk_drawing_area_new();
+    // A drawing area whose accessible exposes the controls drawn on it.
+    m_canvas = app_access::canvas_new(this);
     gtk_widget_set_can_focus(m_canvas, TRUE);
     gtk_widget_add_events(
         m_canvas, GDK_POINTER_MOTION_MASK | GDK_BUTTON_PRESS_MASK | GDK_BUTTON_RELEASE_MASK |

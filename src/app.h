@@ -34,6 +34,8 @@
 #include <unordered_set>
 #include <vector>
 
+class AccessTree;
+
 // A rectangle in device pixels, origin top left.
 struct RectF {
     float x = 0;
@@ -606,6 +608,21 @@ public:
     // Each sidebar row and its top in sidebar coordinates (scroll 0, from
     // the pane's top), recorded by draw_sidebar for every row, drawn or not.
     std::vector<std::pair<Focus, double>> m_sidebar_rows;
+
+    // ---- The accessible tree (app_access.cpp) ----
+    // Made when an assistive technology first asks the canvas for its
+    // accessible (or a test asks), then brought in line after every frame.
+    AccessTree* access_tree();
+    // Reports a move of m_focus to assistive technologies (FOCUSED and the
+    // focus tracker); cheap, and a no-op while nobody asked for the tree.
+    // Every frame does it too, so calling it after a move only makes the
+    // report come before the next frame.
+    void access_focus_changed();
+    std::unique_ptr<AccessTree> m_access;
+    // What the footer of the last frame counted: ticked entries and their
+    // size, so the accessible tree need not count 20,000 entries again.
+    int m_footer_count = 0;
+    int64_t m_footer_size = 0;
 
     // ---- Overlays ----
     Overlay m_overlay = Overlay::None;

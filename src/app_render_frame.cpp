@@ -6,6 +6,7 @@
 // register the target with that same rectangle. Interface thread only.
 
 #include "app.h"
+#include "app_access.h"
 #include "app_render_shared.h"
 
 #include "format.h"
@@ -73,6 +74,10 @@ void App::draw_all(cairo_t* cr) {
         draw_overlay();
     }
     draw_focus_ring();
+    // The accessible objects follow what was just drawn (only once an
+    // assistive technology or a test asked for them).
+    if (m_access)
+        m_access->sync();
 }
 
 void App::compute_layout() {
@@ -330,6 +335,8 @@ void App::draw_footer() {
                 }
             }
         status_failed = m_status_failed;
+        m_footer_count = count;
+        m_footer_size = size;
         status = status_failed ? I18n::instance().tr(m_status_message.c_str()) : m_status_message;
     }
 

@@ -522,8 +522,6 @@ AtkObject* AccessTree::object_for(Act act, int index) {
 void AccessTree::clear_focus() {
     if (!m_focused)
         return;
-    if (m_root)
-        g_object_set_data(G_OBJECT(m_root), "gail-focus-object", nullptr);
     AtkObject* old = m_focused;
     m_focused = nullptr;
     g_object_unref(old);
@@ -537,10 +535,6 @@ void AccessTree::sync_focus() {
     const bool has = canvas_focused();
     AtkObject* old = m_focused;
     m_focused = want ? ATK_OBJECT(g_object_ref(want)) : nullptr;
-    // The toolkit reports the canvas' own focus changes on this object
-    // instead of on the canvas, so the canvas never reads as focused.
-    if (m_root)
-        g_object_set_data(G_OBJECT(m_root), "gail-focus-object", m_focused);
     if (old) {
         const AccNode* d = node_of(old);
         if (has && d && !d->defunct)
@@ -552,6 +546,12 @@ void AccessTree::sync_focus() {
         // The entries' list manages its rows: it says which one is active.
         if (node_of(m_focused)->entry && m_entries_list)
             g_signal_emit_by_name(m_entries_list, "active-descendant-changed", m_focused);
+        // The tracker also makes the toolkit remember this object as the
+        // canvas' focus (its "gail-focus-object", with the references that
+        // go with it), so that the canvas' own focus changes are reported
+        // on the object and the canvas never reads as focused. That record
+        // belongs to the toolkit: setting it by hand leaves it pointing at
+        // an object that may be gone.
         G_GNUC_BEGIN_IGNORE_DEPRECATIONS
         atk_focus_tracker_notify(m_focused);
         G_GNUC_END_IGNORE_DEPRECATIONS

@@ -357,8 +357,14 @@ bool App::focus_key(unsigned keyval, GdkModifierType state) {
         break;
     }
 
-    if (!at.found())
-        return false; // without a focus the arrows and page keys scroll, as they did
+    // Until the keyboard has shown where the focus is (after start-up, and
+    // again after a click) the arrows and page keys scroll the page as they
+    // always did; Space and Enter still press what a click focused.
+    const bool navigation = keyval != GDK_KEY_space && keyval != GDK_KEY_KP_Space &&
+                            keyval != GDK_KEY_Return && keyval != GDK_KEY_KP_Enter &&
+                            keyval != GDK_KEY_ISO_Enter;
+    if (!at.found() || (navigation && !m_focus_visible && m_overlay == Overlay::None))
+        return false;
     const FocusGroup& grp = groups[at.group];
     const std::vector<Focus>& c = grp.controls;
     const int m = static_cast<int>(c.size());

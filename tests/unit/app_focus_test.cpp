@@ -17,6 +17,7 @@
 using render_test::Canvas;
 using render_test::category;
 using render_test::find_target;
+using render_test::Fresh;
 using Act = App::Act;
 using Focus = App::Focus;
 
@@ -25,15 +26,6 @@ namespace {
 constexpr int W = 1100;
 constexpr int H = 720;
 const GdkModifierType NONE = GdkModifierType(0);
-
-struct Fresh {
-    test_env::TempHome home;
-    Fresh() { SettingsStore::instance().mutable_get() = Settings{}; }
-    ~Fresh() {
-        SettingsStore::instance().mutable_get() = Settings{};
-        I18n::instance().set_language("en");
-    }
-};
 
 void frame(App& app, int w = W, int h = H) {
     Canvas canvas(w, h);
@@ -187,7 +179,7 @@ TEST(AppFocusOrder, AlongARowTheFocusReachesShowInFileManagerAndKeepsToThatColum
     fill(app, 4);
     app.m_selection = "npm";
     frame(app);
-    app.m_focus = f(Act::ToggleItem, 1);
+    app.focus_on(f(Act::ToggleItem, 1));
     press(app, GDK_KEY_Right);
     EXPECT_FOCUS(app, f(Act::RevealItem, 1));
     press(app, GDK_KEY_Down);
@@ -231,7 +223,7 @@ TEST(AppFocusRtl, AlongARowRightAndLeftSwap) {
     fill(app, 2);
     app.m_selection = "npm";
     frame(app);
-    app.m_focus = f(Act::ToggleItem, 0);
+    app.focus_on(f(Act::ToggleItem, 0));
     press(app, GDK_KEY_Left);
     EXPECT_FOCUS(app, f(Act::RevealItem, 0));
     press(app, GDK_KEY_Right);
@@ -248,7 +240,7 @@ TEST(AppFocusDialog, DeleteOpensTheConfirmationOnCancelTabStaysInsideAndEscapeRe
     fill(app);
     app.m_selection = "npm";
     frame(app);
-    app.m_focus = f(Act::ToggleItem, 1);
+    app.focus_on(f(Act::ToggleItem, 1));
     press(app, GDK_KEY_space);
     EXPECT_TRUE(app.m_cats[1].items[1].selected) << "Space ticks the focused entry";
     press(app, GDK_KEY_Delete);
@@ -371,10 +363,10 @@ TEST(AppFocusKeys, WithoutAFocusTheArrowsScrollAsBefore) {
     EXPECT_TRUE(app.m_focus.empty());
 }
 
-TEST(AppFocusKeys, AClickPutsTheFocusThereButShowsNoRing) {
+TEST(AppFocusKeys, AClickPutsTheFocusThereButShowsNoRingAndTheArrowsScrollAgain) {
     Fresh fresh;
     App app;
-    fill(app);
+    fill(app, 60);
     app.m_selection = "npm";
     frame(app);
     press(app, GDK_KEY_Tab);
@@ -384,9 +376,17 @@ TEST(AppFocusKeys, AClickPutsTheFocusThereButShowsNoRing) {
     app.on_click(row->rect.x + 10, row->rect.y + 10, false);
     EXPECT_FOCUS(app, f(Act::ToggleItem, 2));
     EXPECT_FALSE(app.m_focus_visible);
-    press(app, GDK_KEY_Up);
-    EXPECT_FOCUS(app, f(Act::ToggleItem, 1)) << "the keyboard goes on from the click";
+    EXPECT_TRUE(app.m_cats[1].items[2].selected);
+    press(app, GDK_KEY_Page_Down);
+    EXPECT_GT(app.m_scroll, 0) << "after a click Page Down scrolls the page";
+    EXPECT_FOCUS(app, f(Act::ToggleItem, 2));
+    press(app, GDK_KEY_space);
+    EXPECT_FALSE(app.m_cats[1].items[2].selected) << "Space presses what the click focused";
     EXPECT_TRUE(app.m_focus_visible);
+    press(app, GDK_KEY_Up);
+    EXPECT_FOCUS(app, f(Act::ToggleItem, 1)) << "with the ring shown the arrows move it";
+    press(app, GDK_KEY_Tab);
+    EXPECT_FOCUS(app, f(Act::Rescan)) << "nothing ticked: from the entries round to the toolbar";
 }
 
 TEST(AppFocusKeys, AFocusOnRescanStaysInItsPlaceWhenItBecomesCancel) {
@@ -410,7 +410,7 @@ TEST(AppFocusKeys, AFocusOnARowThatWentMovesToTheLastRowLeft) {
     fill(app, 5);
     app.m_selection = "npm";
     frame(app);
-    app.m_focus = f(Act::ToggleItem, 4);
+    app.focus_on(f(Act::ToggleItem, 4));
     app.m_cats[1].items.resize(2); // a deletion took the rest
     frame(app);
     press(app, GDK_KEY_Up);
@@ -427,7 +427,7 @@ TEST(AppFocusScroll, EndAndPageKeysBringTheFocusedEntryIntoViewEvenPastTheDrawnR
     fill(app, 300);
     app.m_selection = "npm";
     frame(app);
-    app.m_focus = f(Act::ToggleItem, 0);
+    app.focus_on(f(Act::ToggleItem, 0));
     press(app, GDK_KEY_End);
     EXPECT_FOCUS(app, f(Act::ToggleItem, 299));
     EXPECT_GT(app.m_scroll, 0);

@@ -30,27 +30,13 @@ const char* const HOME = "/home/dev";
 
 int failures = 0;
 
-void shot(App& app, const std::string& file, int w, int h) {
-    cairo_surface_t* s = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, w, h);
-    cairo_t* cr = cairo_create(s);
-    // Two frames: hover and targets settle against the previous one.
-    app.render_offscreen(cr, w, h);
-    app.render_offscreen(cr, w, h);
-    cairo_destroy(cr);
-    if (cairo_surface_write_to_png(s, file.c_str()) != CAIRO_STATUS_SUCCESS) {
-        std::fprintf(stderr, "could not write %s\n", file.c_str());
-        ++failures;
-    } else {
-        std::printf("%s\n", file.c_str());
-    }
-    cairo_surface_destroy(s);
-}
-
-// The same, drawn at twice the pixels as on a HiDPI screen.
-void shot_scaled(App& app, const std::string& file, int w, int h, int scale) {
+// One picture; with scale 2 it has twice the pixels, drawn as on a HiDPI
+// screen.
+void shot(App& app, const std::string& file, int w, int h, int scale = 1) {
     cairo_surface_t* s = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, w * scale, h * scale);
     cairo_t* cr = cairo_create(s);
     cairo_scale(cr, scale, scale);
+    // Two frames: hover and targets settle against the previous one.
     app.render_offscreen(cr, w, h);
     app.render_offscreen(cr, w, h);
     cairo_destroy(cr);
@@ -196,7 +182,7 @@ int main(int argc, char** argv) {
         app.m_focus = {App::Act::ToggleItem, 1};
         shot(app, prefix + "focus-category.png", w, h);
         if (!v.dark)
-            shot_scaled(app, prefix + "focus-category-2x.png", w, h, 2);
+            shot(app, prefix + "focus-category-2x.png", w, h, 2);
         app.m_focus = {App::Act::RevealItem, 2};
         shot(app, prefix + "focus-reveal.png", w, h);
         app.m_focus = {App::Act::SelectAllSafe, 0};

@@ -21,21 +21,13 @@
 using render_test::Canvas;
 using render_test::category;
 using render_test::find_target;
+using render_test::Fresh;
 using Act = App::Act;
 
 namespace {
 
 constexpr int W = 1100;
 constexpr int H = 720;
-
-struct Fresh {
-    test_env::TempHome home;
-    Fresh() { SettingsStore::instance().mutable_get() = Settings{}; }
-    ~Fresh() {
-        SettingsStore::instance().mutable_get() = Settings{};
-        I18n::instance().set_language("en");
-    }
-};
 
 void frame(App& app) {
     Canvas canvas(W, H);

@@ -19,6 +19,7 @@
 using render_test::Canvas;
 using render_test::category;
 using render_test::find_target;
+using render_test::Fresh;
 using render_test::hit_target;
 using Act = App::Act;
 
@@ -55,17 +56,6 @@ void settle(App& app) {
     if (app.m_worker.joinable())
         app.finish_worker();
 }
-
-// Keeps the process-wide settings and language of one test to that test.
-struct Fresh {
-    test_env::TempHome home;
-    Fresh() { SettingsStore::instance().mutable_get() = Settings{}; }
-    ~Fresh() {
-        SettingsStore::instance().mutable_get() = Settings{};
-        I18n::instance().set_language("en");
-        catalog::set_projects_root("");
-    }
-};
 
 void fill(App& app) {
     app.m_cats = {category("gradle", GroupKind::Java, {3000, 1000, 500}),
@@ -448,7 +438,7 @@ TEST(AppSettings, ALanguageIndexOutOfRangeChangesNothing) {
     App app;
     SettingsStore::instance().mutable_get().language = "fr";
     app.m_targets = {hit_target(0, 0, 10, 10, Act::SettingsLang,
-                            201 + static_cast<int>(I18n::available().size())),
+                                201 + static_cast<int>(I18n::available().size())),
                      hit_target(20, 0, 10, 10, Act::SettingsLang, 150)};
     app.on_click(5, 5, false);
     app.on_click(25, 5, false);
@@ -670,8 +660,7 @@ TEST(AppInput, ARowCutOffByThePanesEdgeIsClickableOnlyWhereItShows) {
         EXPECT_GT(sidebar_rows, 5);
         EXPECT_GT(content_rows, 5);
         // The footer's own words are the footer's, not the row behind them.
-        const App::HitTarget* under =
-            app.target_at(rtl ? W - 28 : 28, app.m_r_footer.y + 5);
+        const App::HitTarget* under = app.target_at(rtl ? W - 28 : 28, app.m_r_footer.y + 5);
         EXPECT_TRUE(under == nullptr || under->act != Act::SelectCategory);
     }
 }

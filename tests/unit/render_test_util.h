@@ -3,7 +3,10 @@
 #pragma once
 
 #include "app.h"
+#include "catalog.h"
 #include "i18n.h"
+#include "settings.h"
+#include "test_env.h"
 
 #include <cairo.h>
 #include <gtest/gtest.h>
@@ -113,6 +116,21 @@ public:
     ~Language() { I18n::instance().set_language("en"); }
     Language(const Language&) = delete;
     Language& operator=(const Language&) = delete;
+};
+
+// A private home, the default settings and English for one test, put back
+// afterwards with the default projects folder, so tests run in one process
+// do not see each other's choices.
+struct Fresh {
+    test_env::TempHome home;
+    Fresh() { SettingsStore::instance().mutable_get() = Settings{}; }
+    ~Fresh() {
+        SettingsStore::instance().mutable_get() = Settings{};
+        I18n::instance().set_language("en");
+        catalog::set_projects_root("");
+    }
+    Fresh(const Fresh&) = delete;
+    Fresh& operator=(const Fresh&) = delete;
 };
 
 // A finished category with items of the given sizes, in the given order.

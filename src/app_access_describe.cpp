@@ -17,6 +17,7 @@
 #include "i18n.h"
 #include "settings.h"
 
+#include <functional>
 #include <unordered_map>
 
 using app_access::Kind;
@@ -394,5 +395,23 @@ std::vector<AccessTree::Shape> AccessTree::describe() {
         dialog.kids.push_back(std::move(fm));
         top.push_back(std::move(dialog));
     }
+
+    // Each access key goes first in its button's keybinding
+    // ("mnemonic;sequence;shortcut"), as the toolkit's own buttons give it.
+    const std::vector<App::AccessKey> keys = a.access_keys();
+    std::function<void(Shape&)> add_keys = [&](Shape& s) {
+        for (const App::AccessKey& k : keys)
+            if (s.act == k.control.act && s.index == k.control.index && s.act != Act::None) {
+                char ch[8] = {};
+                g_unichar_to_utf8(k.ch, ch);
+                const size_t rest = s.keybinding.find(';');
+                s.keybinding = std::string("<Alt>") + ch +
+                               (rest == std::string::npos ? ";;" : s.keybinding.substr(rest));
+            }
+        for (Shape& kid : s.kids)
+            add_keys(kid);
+    };
+    for (Shape& s : top)
+        add_keys(s);
     return top;
 }

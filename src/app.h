@@ -591,9 +591,9 @@ public:
     // Where the focus was before the open overlay took it.
     Focus m_focus_return;
     Overlay m_focus_overlay = Overlay::None; // the overlay the focus last followed
-    // The last control focused in each group, by its group's first act, so
-    // that Tab back into a group lands where the user left it.
-    std::unordered_map<int, Focus> m_focus_memory;
+    // The last control focused in each group, so that Tab back into a group
+    // lands where the user left it; keyed by memory_key().
+    std::unordered_map<std::string, Focus> m_focus_memory;
     // The list of the content page as last drawn, in page coordinates
     // (scroll 0, from the pane's top): row i spans origin + i * step for
     // height. The page drawers record it; scrolling into view reads it, so

@@ -214,11 +214,21 @@ namespace {
 // The control a group is entered at: where the user left it, else the one
 // that stands for the current state (the page shown, the theme and the
 // language chosen), else its first.
-Focus entry_of(const App::FocusGroup& g, const std::unordered_map<int, Focus>& memory,
+// A group is remembered by its first control's act; a page's list of rows
+// also by the page, so that another page's list starts at its top.
+std::string memory_key(const App::FocusGroup& g, const std::string& selection) {
+    const Act act = g.controls.front().act;
+    std::string key = std::to_string(static_cast<int>(act));
+    if (is_row(act))
+        key += "@" + selection;
+    return key;
+}
+
+Focus entry_of(const App::FocusGroup& g, const std::unordered_map<std::string, Focus>& memory,
                const std::string& selection, const std::vector<CatState>& cats) {
     if (g.controls.empty())
         return {};
-    const auto m = memory.find(static_cast<int>(g.controls.front().act));
+    const auto m = memory.find(memory_key(g, selection));
     if (m != memory.end()) {
         const Focus key = row_of(m->second);
         if (std::find(g.controls.begin(), g.controls.end(), key) != g.controls.end())
@@ -321,7 +331,7 @@ bool App::focus_key(unsigned keyval, GdkModifierType state) {
     auto remember = [&](Focus f) {
         const Place p = place_of(groups, f);
         if (p.found())
-            m_focus_memory[static_cast<int>(groups[p.group].controls.front().act)] = f;
+            m_focus_memory[memory_key(groups[p.group], m_selection)] = f;
     };
     auto go = [&](Focus f) {
         if (f.empty())

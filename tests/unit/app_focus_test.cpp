@@ -171,6 +171,13 @@ TEST(AppFocusOrder, TabBackIntoAGroupLandsWhereTheUserLeftIt) {
     EXPECT_FOCUS(app, f(Act::RevealCategory, 1));
     press(app, GDK_KEY_Tab);
     EXPECT_FOCUS(app, f(Act::ToggleItem, 2));
+
+    // Another page's entries start at their top.
+    app.m_selection = "gradle";
+    frame(app);
+    app.focus_on(f(Act::RevealCategory, 0));
+    press(app, GDK_KEY_Tab);
+    EXPECT_FOCUS(app, f(Act::ToggleItem, 0));
 }
 
 TEST(AppFocusOrder, AlongARowTheFocusReachesShowInFileManagerAndKeepsToThatColumn) {

@@ -421,6 +421,11 @@ public:
     void add_target(RectF r, Act act, int index);
     void draw_toolbar();
     void draw_sidebar();
+    // The second line of a category's sidebar row, which screen readers
+    // read as its description: "scanning …", "empty", its size, or "…"
+    // while it waits for its turn.
+    std::string category_state_line(bool scanning, bool did_scan, size_t count,
+                                    int64_t total) const;
     void draw_content();
     void draw_scroll_indicator();
     void draw_footer();

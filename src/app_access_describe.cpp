@@ -188,15 +188,7 @@ std::vector<AccessTree::Shape> AccessTree::describe() {
                      tr("your file manager can do it")),
             Act::SelectManual, 0, a.m_selection == "__manual__"));
     for (const CatRow& c : side) {
-        std::string second;
-        if (c.scanning)
-            second = tr("scanning …");
-        else if (c.did_scan && c.count == 0)
-            second = tr("empty");
-        else if (c.did_scan)
-            second = a.ltr(fmt::bytes(c.total));
-        else
-            second = "\u2026";
+        const std::string second = a.category_state_line(c.scanning, c.did_scan, c.count, c.total);
         list.kids.push_back(page_item("side.cat." + c.id, tr(c.title.c_str()), second,
                                       Act::SelectCategory, c.index, a.m_selection == c.id));
     }

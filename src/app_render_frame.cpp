@@ -246,15 +246,8 @@ void App::draw_sidebar() {
             record(Act::SelectCategory, idx);
             if (visible(y, SIDE_ROW_H)) {
                 const render::CatView& c = cats[idx];
-                std::string second;
-                if (c.scanning)
-                    second = tr("scanning …");
-                else if (c.did_scan && c.count == 0)
-                    second = tr("empty");
-                else if (c.did_scan)
-                    second = ltr(fmt::bytes(c.total));
-                else
-                    second = "\u2026"; // waiting for its turn
+                const std::string second =
+                    category_state_line(c.scanning, c.did_scan, c.count, c.total);
                 row(Act::SelectCategory, idx, m_selection == c.id, catalog::group_color(c.group),
                     0.16, c.glyph, catalog::group_color(c.group), tr(c.title.c_str()), Font::Body,
                     second, 0);
@@ -265,6 +258,17 @@ void App::draw_sidebar() {
     cairo_restore(m_cr);
     m_target_clip.reset();
     m_sidebar_height = y - top + 8;
+}
+
+std::string App::category_state_line(bool scanning, bool did_scan, size_t count,
+                                     int64_t total) const {
+    if (scanning)
+        return tr("scanning …");
+    if (did_scan && count == 0)
+        return tr("empty");
+    if (did_scan)
+        return ltr(fmt::bytes(total));
+    return "\u2026"; // waiting for its turn
 }
 
 // ---------------------------------------------------------------------------

@@ -679,6 +679,13 @@ bool AccessTree::rect_of(const AccNode& d, RectF& out) const {
 bool AccessTree::resolve(const AccNode& d, Act& act, int& index) {
     if (d.defunct || !d.tree)
         return false;
+    // Behind an open overlay nothing can be clicked, and so nothing can be
+    // pressed from a screen reader either: the overlay registers only its
+    // own targets.
+    if (m_app.m_overlay != App::Overlay::None &&
+        std::none_of(m_app.m_targets.begin(), m_app.m_targets.end(),
+                     [&](const App::HitTarget& t) { return t.act == d.act && t.index == d.index; }))
+        return false;
     act = d.act;
     index = d.index;
     if (!d.entry)

@@ -453,6 +453,26 @@ TEST(RenderAccess, RescanBecomesCancelWhileScanningAndStaysTheSameObject) {
 // Actions, focus and announcements
 // ---------------------------------------------------------------------------
 
+TEST(RenderAccess, BehindAnOpenOverlayNothingCanBePressed) {
+    Fresh fresh;
+    App app;
+    page(app);
+    AtkObject* safe = must_find(app, "page.safe");
+    app.open_settings();
+    frame(app);
+    EXPECT_TRUE(atk_action_do_action(ATK_ACTION(safe), 0));
+    run_idles();
+    for (const Item& it : app.m_cats[0].items)
+        EXPECT_FALSE(it.selected) << it.name << " ticked from behind the settings";
+    EXPECT_EQ(app.m_overlay, App::Overlay::Settings);
+    // Once it is closed, the same object acts again.
+    app.m_overlay = App::Overlay::None;
+    frame(app);
+    EXPECT_TRUE(atk_action_do_action(ATK_ACTION(safe), 0));
+    run_idles();
+    EXPECT_TRUE(app.m_cats[0].items[0].selected);
+}
+
 TEST(RenderAccess, AClickActionWaitsForTheMainLoop) {
     Fresh fresh;
     App app;

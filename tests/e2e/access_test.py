@@ -41,7 +41,6 @@ import faulthandler
 import json
 import os
 import threading
-import shutil
 import subprocess
 import sys
 import tempfile
@@ -656,11 +655,7 @@ def run(app, shots):
         return 1
     finally:
         s.stop_all()
-        base = os.path.realpath(tempfile.gettempdir())
-        real = os.path.realpath(root)
-        if os.path.dirname(real) == base and \
-                os.path.basename(real).startswith('quillet-e2e-access-'):
-            shutil.rmtree(real, ignore_errors=True)
+        road.remove_own_root(root, 'quillet-e2e-access-')
     print(f'access: {time.monotonic() - started:.1f} s; screenshots in {shots}')
     print(f'{passed} passed, 0 failed')
     return 0

@@ -666,6 +666,16 @@ def empty_shots(shots):
             os.remove(os.path.join(shots, old))
 
 
+def remove_own_root(root, prefix):
+    '''Removes a test's temporary root, and only when it is what the test
+    made: a folder directly in the temporary folder whose name starts with
+    the test's prefix. A root that resolves anywhere else is left alone.'''
+    base = os.path.realpath(tempfile.gettempdir())
+    real = os.path.realpath(root)
+    if os.path.dirname(real) == base and os.path.basename(real).startswith(prefix):
+        shutil.rmtree(real, ignore_errors=True)
+
+
 def read_settings(home):
     with open(os.path.join(home, '.config/Quillet/settings.json'), encoding='utf-8') as f:
         return json.load(f)
@@ -966,10 +976,7 @@ def run(app, shots):
         ro = os.path.join(home, '.npm/_logs')
         if os.path.isdir(ro):
             os.chmod(ro, 0o755)
-        base = os.path.realpath(tempfile.gettempdir())
-        real = os.path.realpath(root)
-        if os.path.dirname(real) == base and os.path.basename(real).startswith('quillet-e2e-road-'):
-            shutil.rmtree(real, ignore_errors=True)
+        remove_own_root(root, 'quillet-e2e-road-')
 
 
 def main():

@@ -25,7 +25,6 @@ usage: evidence_test.py PATH_TO_QUILLET SCREENSHOT_DIR
 
 import json
 import os
-import shutil
 import subprocess
 import sys
 import tempfile
@@ -311,11 +310,7 @@ def run(app, shots):
         print(f'{passed} passed, 1 failed')
         return 1
     finally:
-        base = os.path.realpath(tempfile.gettempdir())
-        real = os.path.realpath(root)
-        if os.path.dirname(real) == base and \
-                os.path.basename(real).startswith('quillet-e2e-evidence-'):
-            shutil.rmtree(real, ignore_errors=True)
+        road.remove_own_root(root, 'quillet-e2e-evidence-')
     print(f'evidence: {time.monotonic() - started:.1f} s; screenshots in {shots}')
     print(f'{passed} passed, 0 failed')
     return 0

@@ -322,6 +322,23 @@ TEST(AppFocusDialog, SettingsKeepTheFocusInsideAndGiveItBackToTheirButton) {
     EXPECT_FOCUS(app, f(Act::AppMenu));
 }
 
+TEST(AppFocusDialog, ADialogOverTheSettingsGivesTheFocusBackToWhatOpenedTheSettings) {
+    Fresh fresh;
+    App app;
+    fill(app);
+    frame(app);
+    app.focus_on(f(Act::AppMenu));
+    press(app, GDK_KEY_Return);
+    ASSERT_EQ(app.m_overlay, App::Overlay::Settings);
+    app.explain_file_manager_test_failed(); // the settings' Test found no file manager
+    frame(app);
+    ASSERT_EQ(app.m_overlay, App::Overlay::Dialog);
+    EXPECT_EQ(app.m_focus.act, Act::DialogButton) << "the dialog takes the focus";
+    press(app, GDK_KEY_Escape);
+    EXPECT_EQ(app.m_overlay, App::Overlay::None);
+    EXPECT_FOCUS(app, f(Act::AppMenu));
+}
+
 TEST(AppFocusDialog, AboutOpensOnItsCloseButtonAndEnterClosesIt) {
     Fresh fresh;
     App app;

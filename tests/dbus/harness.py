@@ -36,13 +36,16 @@ def wait_until(predicate, timeout, step=0.02):
 class VirtualDisplay:
     '''An Xvfb server for the duration of a with-block, with DISPLAY pointing
     at it. The server picks a free display number itself (-displayfd), so
-    tests running side by side never race for one.'''
+    tests running side by side never race for one. It never resets: by
+    default the server starts over each time its last client leaves, and a
+    program connecting meanwhile (the next test's, on a busy machine) is
+    turned away.'''
 
     def __enter__(self):
         read_end, write_end = os.pipe()
         self.proc = subprocess.Popen(
-            ['Xvfb', '-displayfd', str(write_end), '-nolisten', 'tcp', '-screen', '0',
-             '800x600x24'], pass_fds=(write_end,), stdout=subprocess.DEVNULL,
+            ['Xvfb', '-displayfd', str(write_end), '-nolisten', 'tcp', '-noreset', '-screen',
+             '0', '800x600x24'], pass_fds=(write_end,), stdout=subprocess.DEVNULL,
             stderr=subprocess.DEVNULL)
         os.close(write_end)
         with os.fdopen(read_end) as f:

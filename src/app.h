@@ -283,6 +283,10 @@ public:
     void cancel_scan();
     // The scan thread's body. Runs on the worker thread.
     void scan_worker();
+    // Walks the projects folder once for every project category (and marks
+    // them as being scanned meanwhile), before any category is scanned.
+    // Runs on the worker thread.
+    void walk_projects();
     // Lists and measures one category into cat.items. Runs on the worker
     // thread on a private CatState, without m_mutex.
     void scan_category(CatState& cat);
@@ -516,6 +520,10 @@ public:
     // Off only in the scan benchmark, to measure what weighing costs: the
     // project folders then all stay Caution, as before they are weighed.
     bool m_weigh_projects = true;
+    // What the scan's one walk of the projects folder found, per project
+    // category id, taken by that category when its turn comes. Written and
+    // read by the scan worker only.
+    std::unordered_map<std::string, std::vector<ScannedInfo>> m_project_listing;
     // The ticked paths of the results a rescan replaced, per category id, so
     // that ticks survive the rescan (guarded by m_mutex).
     std::unordered_map<std::string, std::unordered_set<std::string>> m_ticked;

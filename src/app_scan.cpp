@@ -161,6 +161,7 @@ void App::scan_worker() {
         std::lock_guard<std::mutex> lock(m_mutex);
         n = m_cats.size();
     }
+    walk_projects();
     for (std::size_t i = 0; i < n; ++i) {
         if (m_cancel)
             return;
@@ -204,6 +205,33 @@ void App::scan_worker() {
     }
 }
 
+void App::walk_projects() {
+    m_project_listing.clear();
+    std::vector<CategoryDef> rows;
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        for (CatState& c : m_cats) {
+            if (c.def.listing == ListingKind::Recursive) {
+                rows.push_back(c.def);
+                c.scanning = true; // all of them are being looked for now
+            }
+        }
+    }
+    if (rows.empty() || m_cancel)
+        return;
+    m_dirty = true;
+    // One walk for every project category: the projects folder is read once,
+    // however many kinds of build output are looked for in it.
+    scanner::ProjectFinds finds;
+    try {
+        finds = scanner::find_in_projects_guarded(rows, nullptr, LIST_SECONDS, &m_cancel);
+    } catch (...) {
+        return; // no thread for the walk: each category lists on its own turn
+    }
+    for (std::size_t k = 0; k < rows.size() && k < finds.found.size(); ++k)
+        m_project_listing[rows[k].id] = std::move(finds.found[k]);
+}
+
 void App::weigh(Item& it, const CategoryDef& def, const scanner::Measure& m,
                 git_repo::Cache& repos) const {
     evidence::Verdict v;
@@ -234,7 +262,14 @@ Item App::item_of(const ScannedInfo& info, const CategoryDef& def) {
 }
 
 void App::scan_category(CatState& cat) {
-    const std::vector<ScannedInfo> found = scanner::list_guarded(cat.def, LIST_SECONDS, &m_cancel);
+    std::vector<ScannedInfo> found;
+    const auto walked = m_project_listing.find(cat.def.id);
+    if (cat.def.listing == ListingKind::Recursive && walked != m_project_listing.end()) {
+        found = std::move(walked->second);
+        m_project_listing.erase(walked);
+    } else {
+        found = scanner::list_guarded(cat.def, LIST_SECONDS, &m_cancel);
+    }
     // Project folders are found by their names alone; whether they may go is
     // weighed on the measuring threads, against the repositories this scan
     // has read.

@@ -48,7 +48,8 @@ enum class ListingKind : int32_t {
     ChildDirectories = 0, // every subdirectory directly inside `path`
     ChildItems = 1,       // every file or directory directly inside `path`
     SelfFolder = 2,       // `path` itself is the single item
-    Recursive = 3,        // directories named one of `names` anywhere below `path`
+    Recursive = 3,        // directories named one of `names` (or matching one of
+                          // them as a shell pattern) anywhere below `path`
 };
 
 struct CategoryDef {
@@ -70,13 +71,17 @@ struct CategoryDef {
 // row speaks for a folder when its name matches and every list the row fills
 // finds something (any one entry of a list will do).
 struct ArtefactRule {
-    std::string name; // the folder's name; "*" for any folder the search finds
+    // The folder's name, or a shell pattern ("cmake-build-*"); "*" for any
+    // folder the search finds.
+    std::string name;
     // Project files in the folder that holds it, as shell patterns ("*.iml").
     std::vector<std::string> beside;
     // Files the tool itself writes inside it.
     std::vector<std::string> inside;
-    // Without one of `inside` the folder is not this kind at all and is not
-    // offered (a "venv" package in a Python installation is no environment).
+    // Without what this row looks for (one of `beside` and one of `inside`,
+    // for the lists it fills) the folder is not this kind at all and is not
+    // offered: a "venv" package in a Python installation is no environment,
+    // and a "bin" folder without a .NET project beside it is nobody's output.
     bool required = false;
     // When set, what it may hold: every entry directly inside must match one
     // of these patterns. Anything else is somebody's file, not the tool's.

@@ -270,7 +270,7 @@ private:
     }
 };
 
-// The five project categories, which all search the projects root. Kept as a
+// The project categories, which all search the projects root. Kept as a
 // table because the names they claim are needed even when the root is missing
 // at the moment and these rows are therefore not in the catalog.
 struct ProjectRow {
@@ -314,6 +314,44 @@ const std::vector<ProjectRow>& project_rows() {
          Glyph::Box,
          {".gradle"},
          SafetyLevel::Safe},
+        {"webCaches",
+         tr_noop("Web framework caches"),
+         tr_noop(".next, .nuxt, .svelte-kit, .turbo, .angular and .parcel-cache folders"),
+         Glyph::Layers,
+         {".next", ".nuxt", ".svelte-kit", ".turbo", ".angular", ".parcel-cache"},
+         SafetyLevel::Safe},
+        {"dotnetBuild",
+         tr_noop(".NET build output"),
+         tr_noop("bin and obj folders beside a .NET project file"),
+         Glyph::Cube,
+         {"bin", "obj"},
+         SafetyLevel::Safe},
+        {"cmakeBuilds",
+         tr_noop("CMake build folders"),
+         tr_noop("cmake-build-* folders that IDEs make beside CMakeLists.txt"),
+         Glyph::Wrench,
+         {"cmake-build-*"},
+         SafetyLevel::Safe},
+        {"toolchainBuilds",
+         tr_noop("Dart, Elixir, Haskell and Zig build output"),
+         tr_noop(".dart_tool, _build, deps, .stack-work, zig-out and .zig-cache folders"),
+         Glyph::Cube,
+         {".dart_tool", "_build", "deps", ".stack-work", "zig-out", ".zig-cache", "zig-cache"},
+         SafetyLevel::Safe},
+        {"testEnvs",
+         tr_noop("Test environments"),
+         tr_noop(".tox and .nox folders — made again on the next test run"),
+         Glyph::Snake,
+         {".tox", ".nox"},
+         SafetyLevel::Safe},
+        // Providers and modules come back with "terraform init", but the
+        // folder also remembers the backend and the selected workspace.
+        {"terraformDirs",
+         tr_noop("Terraform working folders"),
+         tr_noop(".terraform folders — terraform init downloads them again"),
+         Glyph::Box,
+         {".terraform"},
+         SafetyLevel::Caution},
     };
     return rows;
 }
@@ -547,6 +585,7 @@ const std::vector<ArtefactRule>& artefact_rules() {
         // Every Gradle project has one of these at its root.
         const V gradle = {"build.gradle", "build.gradle.kts", "settings.gradle",
                           "settings.gradle.kts", "gradlew"};
+        const V dotnet = {"*.csproj", "*.fsproj", "*.vbproj"};
         // CACHEDIR.TAG is the common mark of a cache folder (cargo, pytest,
         // mypy, ruff and others write it); it counts only with its signature.
         // clang-format off
@@ -575,6 +614,29 @@ const std::vector<ArtefactRule>& artefact_rules() {
             {".ruff_cache",    {},                                  {},                     false,    {"[0-9]*", ".gitignore", "CACHEDIR.TAG"},         false},
             {"venv",           {},                                  {"pyvenv.cfg"},         true,     {},                                               false},
             {".venv",          {},                                  {"pyvenv.cfg"},         true,     {},                                               false},
+            {".next",          {"next.config.*"},                   {},                     false,    {},                                               false},
+            {".nuxt",          {"nuxt.config.*"},                   {},                     false,    {},                                               false},
+            {".svelte-kit",    {"svelte.config.*"},                 {},                     false,    {},                                               false},
+            {".turbo",         {"turbo.json"},                      {},                     false,    {},                                               false},
+            {".angular",       {"angular.json"},                    {},                     false,    {},                                               false},
+            {".parcel-cache",  {".parcelrc", "package.json"},       {},                     false,    {},                                               false},
+            // "bin", "obj", "_build" and "deps" are everyday names: without
+            // the project file beside them they are not build output at all.
+            {"bin",            dotnet,                              {},                     true,     {},                                               false},
+            {"obj",            dotnet,                              {},                     true,     {},                                               false},
+            {"obj",            {},                                  {"project.assets.json"},true,     {},                                               false},
+            {"cmake-build-*",  {"CMakeLists.txt"},                  {},                     false,    {},                                               false},
+            {"cmake-build-*",  {},                                  {"CMakeCache.txt"},     false,    {},                                               false},
+            {".dart_tool",     {"pubspec.yaml"},                    {},                     false,    {},                                               false},
+            {"_build",         {"mix.exs", "rebar.config", "dune-project"}, {},             true,     {},                                               false},
+            {"deps",           {"mix.exs"},                         {},                     true,     {},                                               false},
+            {".stack-work",    {"stack.yaml"},                      {},                     false,    {},                                               false},
+            {"zig-out",        {"build.zig"},                       {},                     false,    {},                                               false},
+            {".zig-cache",     {"build.zig"},                       {},                     false,    {},                                               false},
+            {"zig-cache",      {"build.zig"},                       {},                     false,    {},                                               false},
+            {".tox",           {"tox.ini", "pyproject.toml", "setup.cfg"}, {},              false,    {},                                               false},
+            {".nox",           {"noxfile.py"},                      {},                     false,    {},                                               false},
+            {".terraform",     {"*.tf", "*.tf.json"},               {},                     false,    {},                                               false},
         };
         // clang-format on
     }();

@@ -148,7 +148,25 @@ bool outdir_names(const std::string& text, const std::string& folder) {
 // ---------------------------------------------------------------------------
 
 bool rule_applies(const ArtefactRule& r, const std::string& name) {
-    return r.name == "*" || r.name == name;
+    if (r.name == "*" || r.name == name)
+        return true;
+    return is_pattern(r.name) && fnmatch(r.name.c_str(), name.c_str(), 0) == 0;
+}
+
+// The first project file of the row's `beside` list found among `names`
+// (the folder's siblings), or "". Only regular files count.
+std::string beside_in(int parent_fd, const ArtefactRule& r, const std::vector<std::string>& names) {
+    for (const std::string& pattern : r.beside) {
+        if (!is_pattern(pattern)) {
+            if (has_file(parent_fd, pattern))
+                return pattern;
+            continue;
+        }
+        for (const std::string& n : names)
+            if (fnmatch(pattern.c_str(), n.c_str(), 0) == 0 && has_file(parent_fd, n))
+                return n;
+    }
+    return "";
 }
 
 // The first marker of the list present in the folder, or "".
@@ -281,21 +299,33 @@ bool in_documents(const std::string& path, const Place& p) {
 // Judging
 // ---------------------------------------------------------------------------
 
-bool is_artefact(int parent_fd, const char* name) {
-    bool needs_marker = false;
+bool is_artefact(int parent_fd, const char* name, const std::vector<std::string>* siblings) {
+    bool needs_evidence = false;
+    std::vector<std::string> listed; // the parent's names, read only when no caller gave them
     for (const ArtefactRule& r : catalog::artefact_rules()) {
-        if (!r.required || r.name != name)
+        if (!r.required || !rule_applies(r, name))
             continue;
-        needs_marker = true;
-        const int fd = openat(parent_fd, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
-        if (fd < 0)
-            continue;
-        const bool found = !marker_in(fd, r.inside).empty();
-        close(fd);
-        if (found)
-            return true;
+        needs_evidence = true;
+        if (!r.beside.empty()) {
+            const bool patterns = std::any_of(r.beside.begin(), r.beside.end(), is_pattern);
+            if (patterns && !siblings && listed.empty())
+                listed = names_in(parent_fd);
+            if (beside_in(parent_fd, r, siblings ? *siblings : listed).empty())
+                continue;
+        }
+        if (!r.inside.empty()) {
+            const int fd =
+                openat(parent_fd, name, O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+            if (fd < 0)
+                continue;
+            const bool found = !marker_in(fd, r.inside).empty();
+            close(fd);
+            if (!found)
+                continue;
+        }
+        return true;
     }
-    return !needs_marker;
+    return !needs_evidence;
 }
 
 Verdict judge(const std::string& path, git_repo::Cache& repos, bool holds_git) {

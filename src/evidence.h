@@ -46,9 +46,13 @@ extern const char* const REASON_TRACKED; // "Holds files tracked by git"
 
 // Whether the folder `name` inside the open folder parent_fd is the kind of
 // folder its name says at all: a "venv" without "pyvenv.cfg" is not a virtual
-// environment (the Python library has a package of that name) and is not
-// offered. Kinds that need no marker always are.
-bool is_artefact(int parent_fd, const char* name);
+// environment (the Python library has a package of that name), and a "bin"
+// without a .NET project file beside it is nobody's build output; neither is
+// offered. Kinds that need no evidence always are. siblings: the names in
+// parent_fd when the caller has read them already, so that they are not
+// read again; null to have them read here when a pattern needs them.
+bool is_artefact(int parent_fd, const char* name,
+                 const std::vector<std::string>* siblings = nullptr);
 
 // Weighs one found folder (a display path). holds_git: its measurement met a
 // ".git" somewhere below it. repos: the scan's repositories, read once each.

@@ -21,6 +21,7 @@
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
+#include <fnmatch.h>
 #include <memory>
 #include <mutex>
 #include <sys/stat.h>
@@ -167,9 +168,16 @@ std::vector<ScannedInfo> self_folder(const CategoryDef& def) {
 // Never worth entering at any depth: version-control data, caches, the trash.
 const char* const ALWAYS_SKIPPED[] = {".git", ".svn", ".hg", ".cache", ".Trash", ".terraform"};
 
+// A name of the list, or a shell pattern of it ("cmake-build-*"), fits the name.
+bool fits(const std::string& entry, const char* name) {
+    if (entry.find_first_of("*?[") == std::string::npos)
+        return entry == name;
+    return fnmatch(entry.c_str(), name, 0) == 0;
+}
+
 bool in_list(const std::vector<std::string>& list, const char* name) {
     for (const std::string& s : list)
-        if (s == name)
+        if (fits(s, name))
             return true;
     return false;
 }
@@ -181,73 +189,187 @@ bool always_skipped(const char* name) {
     return false;
 }
 
+// What the test counters of the walk record: every folder it opened.
+struct WalkRecord {
+    std::mutex m;
+    bool on = false;
+    std::vector<std::string> opened;
+};
+
+WalkRecord& walk_record() {
+    static WalkRecord r;
+    return r;
+}
+
+void note_opened(const std::string& dir) {
+    WalkRecord& r = walk_record();
+    std::lock_guard<std::mutex> lock(r.m);
+    if (r.on)
+        r.opened.push_back(dir);
+}
+
+// One walk of a projects folder for every project row at once: each folder is
+// read once, and what it holds is matched against all rows' names, so adding
+// a kind of build output adds no walk.
 struct ProjectSearch {
-    const CategoryDef& def;
+    const std::vector<const CategoryDef*>& rows;
+    int max_depth; // the deepest any row looks
     const std::vector<std::string>& skip_at_root;
     const std::vector<std::string>& claimed;
+    bool (*want_file)(const char*);
     std::atomic<bool>* cancel;
-    std::vector<ScannedInfo>& out;
+    scanner::ProjectFinds& out;
+    std::size_t first_out; // index of rows[0] in out.found
+
+    struct Entry {
+        std::string name;
+        unsigned char type;
+    };
+
+    // The row that looks for this name at this depth, or -1.
+    int row_for(const char* name, int depth) const {
+        for (std::size_t k = 0; k < rows.size(); ++k)
+            if (depth <= rows[k]->max_depth && in_list(rows[k]->names, name))
+                return static_cast<int>(k);
+        return -1;
+    }
 
     // dir_fd is the open folder whose scan path is dir (taken and closed here).
     void find(int dir_fd, const std::string& dir, int depth) {
+        note_opened(dir);
+        // Read whole before anything is looked at: the names are also the
+        // siblings that prove a found folder ("bin" beside a .csproj), and the
+        // folder is then never read a second time.
+        std::vector<Entry> entries;
+        std::vector<std::string> names;
         for_each_entry(dir_fd, [&](const char* name, unsigned char type) {
             if (stopped(cancel))
                 return false;
-            if (type != DT_DIR && type != DT_UNKNOWN)
-                return true;
+            entries.push_back({name, type});
+            names.emplace_back(name);
+            return true;
+        });
+        for (const Entry& e : entries) {
+            if (stopped(cancel))
+                break;
+            const char* name = e.name.c_str();
+            if (e.type != DT_DIR && e.type != DT_UNKNOWN) {
+                if (e.type == DT_REG && want_file && want_file(name))
+                    out.files.push_back(to_display_path(dir + "/" + e.name));
+                continue;
+            }
             if (depth == 0 && in_list(skip_at_root, name))
-                return true;
-            if (always_skipped(name))
-                return true;
+                continue;
+            const int row = row_for(name, depth);
+            // ".terraform" is never worth entering, but it is what the
+            // Terraform row looks for.
+            if (row < 0 && always_skipped(name))
+                continue;
             const scanner::Stat st = stat_at(dir_fd, name);
-            if (!st.ok || st.is_link || !st.is_dir)
-                return true;
-            if (in_list(def.names, name)) {
+            if (!st.ok || st.is_link)
+                continue;
+            if (!st.is_dir) {
+                if (st.is_regular && want_file && want_file(name))
+                    out.files.push_back(to_display_path(dir + "/" + e.name));
+                continue;
+            }
+            if (row >= 0) {
                 // A match is never searched further: no node_modules inside
                 // node_modules. A folder that only has the name (a "venv"
-                // package without pyvenv.cfg) is neither offered nor entered.
-                if (!evidence::is_artefact(dir_fd, name))
-                    return true;
+                // package without pyvenv.cfg, a "bin" of scripts) is neither
+                // offered nor entered.
+                if (!evidence::is_artefact(dir_fd, name, &names))
+                    continue;
                 const std::string folder = after_last_slash(dir);
                 ScannedInfo info;
-                info.path = to_display_path(dir + "/" + name);
-                info.name = folder.empty() ? std::string(name) : folder + "/" + name;
+                info.path = to_display_path(dir + "/" + e.name);
+                info.name = folder.empty() ? e.name : folder + "/" + e.name;
                 info.detail = to_display_path(dir);
                 info.modified = st.mtime;
-                out.push_back(std::move(info));
-                return true;
+                out.found[first_out + static_cast<std::size_t>(row)].push_back(std::move(info));
+                continue;
             }
             // Another project category's folder (node_modules while looking
             // for build output) is that category's to show.
             if (in_list(claimed, name))
-                return true;
-            if (depth + 1 > def.max_depth)
-                return true;
+                continue;
+            if (depth + 1 > max_depth)
+                continue;
             const int fd = open_dir_at(dir_fd, name, false);
             if (fd >= 0)
-                find(fd, dir + "/" + name, depth + 1);
-            return true;
-        });
+                find(fd, dir + "/" + e.name, depth + 1);
+        }
         close(dir_fd);
     }
 };
 
-std::vector<ScannedInfo> recursive(const CategoryDef& def, std::atomic<bool>* cancel) {
-    std::vector<ScannedInfo> out;
-    if (def.max_depth < 0 || stopped(cancel))
-        return out;
-    const std::string root = to_scan_path(def.path);
+// Walks the folder the rows share (rows[0]'s path) for all of them at once.
+void search_projects(const std::vector<const CategoryDef*>& rows, std::size_t first_out,
+                     bool (*want_file)(const char*), std::atomic<bool>* cancel,
+                     scanner::ProjectFinds& out) {
+    int depth = -1;
+    for (const CategoryDef* d : rows)
+        depth = std::max(depth, d->max_depth);
+    if (depth < 0 || stopped(cancel))
+        return;
+    const std::string root = to_scan_path(rows[0]->path);
     const int fd = open_dir_at(AT_FDCWD, root.c_str(), true);
     if (fd < 0)
-        return out;
-    ProjectSearch search{def, catalog::recursive_skip(), catalog::recursive_claimed(), cancel, out};
+        return;
+    ProjectSearch search{rows,  depth,  catalog::recursive_skip(), catalog::recursive_claimed(),
+                         want_file, cancel, out, first_out};
     search.find(fd, root, 0);
-    return out;
+}
+
+std::vector<ScannedInfo> recursive(const CategoryDef& def, std::atomic<bool>* cancel) {
+    scanner::ProjectFinds finds = scanner::find_in_projects({def}, nullptr, cancel);
+    return std::move(finds.found[0]);
 }
 
 } // namespace
 
 namespace scanner {
+
+ProjectFinds find_in_projects(const std::vector<CategoryDef>& rows,
+                              bool (*want_file)(const char*), std::atomic<bool>* cancel) {
+    ProjectFinds out;
+    out.found.resize(rows.size());
+    // Rows normally share one projects folder; any that do not get a walk of
+    // their own folder. A file asked for is noted by the first walk only.
+    std::vector<bool> done(rows.size(), false);
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        if (done[i])
+            continue;
+        std::vector<const CategoryDef*> group;
+        std::vector<std::size_t> slots;
+        for (std::size_t k = i; k < rows.size(); ++k) {
+            if (!done[k] && rows[k].path == rows[i].path) {
+                group.push_back(&rows[k]);
+                slots.push_back(k);
+                done[k] = true;
+            }
+        }
+        ProjectFinds part;
+        part.found.resize(group.size());
+        search_projects(group, 0, i == 0 ? want_file : nullptr, cancel, part);
+        for (std::size_t g = 0; g < group.size(); ++g)
+            out.found[slots[g]] = std::move(part.found[g]);
+        for (std::string& f : part.files)
+            out.files.push_back(std::move(f));
+    }
+    return out;
+}
+
+ProjectFinds find_in_projects_guarded(const std::vector<CategoryDef>& rows,
+                                      bool (*want_file)(const char*), double seconds,
+                                      std::atomic<bool>* cancel) {
+    ProjectFinds fallback;
+    fallback.found.resize(rows.size());
+    return scanner_deadline::with_deadline(
+        seconds, fallback, [rows, want_file, cancel](const std::atomic<bool>*) {
+            return find_in_projects(rows, want_file, cancel);
+        });
+}
 
 std::vector<ScannedInfo> list(const CategoryDef& def, std::atomic<bool>* cancel) {
     switch (def.listing) {
@@ -297,6 +419,19 @@ namespace scanner_testing {
 
 int live_guard_states() {
     return scanner_deadline::live_states().load();
+}
+
+void record_project_walk(bool on) {
+    WalkRecord& r = walk_record();
+    std::lock_guard<std::mutex> lock(r.m);
+    r.on = on;
+    r.opened.clear();
+}
+
+std::vector<std::string> project_walk_opened() {
+    WalkRecord& r = walk_record();
+    std::lock_guard<std::mutex> lock(r.m);
+    return r.opened;
 }
 
 } // namespace scanner_testing

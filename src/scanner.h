@@ -71,6 +71,21 @@ Measure measure_serial(const std::string& path, std::atomic<bool>* cancel);
 // Nothing is sorted, measured or marked here.
 std::vector<ScannedInfo> list(const CategoryDef& def, std::atomic<bool>* cancel);
 
+// What one walk of a projects folder found for several project rows.
+struct ProjectFinds {
+    // Per row given, in the same order: its folders, in the order met.
+    std::vector<std::vector<ScannedInfo>> found;
+    // Display paths of the files the caller asked to have noted on the way.
+    std::vector<std::string> files;
+};
+
+// Walks the projects folder once for all the rows given (Recursive rows; rows
+// naming another folder get a walk of their own) and notes, on the way, every
+// regular file whose name want_file accepts (null: none). Each row's list is
+// what list() gives for it alone.
+ProjectFinds find_in_projects(const std::vector<CategoryDef>& rows,
+                              bool (*want_file)(const char*), std::atomic<bool>* cancel);
+
 // The same calls with a deadline: the work runs on a detached thread and the
 // caller gets the fallback ({0, 0}, or an empty list) once `seconds` have
 // passed. An abandoned call stops at its next check of the cancel flag, or
@@ -78,6 +93,9 @@ std::vector<ScannedInfo> list(const CategoryDef& def, std::atomic<bool>* cancel)
 Measure measure_guarded(const std::string& path, double seconds, std::atomic<bool>* cancel);
 int64_t size_guarded(const std::string& path, double seconds, std::atomic<bool>* cancel);
 std::vector<ScannedInfo> list_guarded(const CategoryDef& def, double seconds,
+                                      std::atomic<bool>* cancel);
+ProjectFinds find_in_projects_guarded(const std::vector<CategoryDef>& rows,
+                                      bool (*want_file)(const char*), double seconds,
                                       std::atomic<bool>* cancel);
 
 // Walking threads the whole process runs at most, measurements and their
@@ -91,6 +109,11 @@ namespace scanner_testing {
 
 // Deadline-guard state blocks alive now (caller's and worker's share counted once).
 int live_guard_states();
+// Starts (or stops) recording every folder the project search opens, and
+// forgets what was recorded; the walk is not slowed while it is off.
+void record_project_walk(bool on);
+// The scan paths the project search opened since recording started.
+std::vector<std::string> project_walk_opened();
 // Walking threads alive now, and the most that were alive at once.
 int live_walkers();
 int peak_walkers();

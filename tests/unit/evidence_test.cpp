@@ -527,7 +527,7 @@ TEST(Evidence, EveryRowOfTheTableNamesAFolderAndSomethingToLookFor) {
     for (const ArtefactRule& r : catalog::artefact_rules()) {
         EXPECT_FALSE(r.name.empty());
         EXPECT_TRUE(!r.beside.empty() || !r.inside.empty() || !r.only.empty()) << r.name;
-        EXPECT_TRUE(!r.required || !r.inside.empty()) << r.name;
+        EXPECT_TRUE(!r.required || !r.inside.empty() || !r.beside.empty()) << r.name;
         EXPECT_TRUE(!r.names_it_as_output || !r.beside.empty()) << r.name;
         // Every named kind is one the project search looks for.
         if (r.name != "*") {

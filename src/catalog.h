@@ -133,3 +133,13 @@ const std::vector<std::string>& recursive_claimed();
 const std::vector<ArtefactRule>& artefact_rules();
 
 } // namespace catalog
+
+// For the tests, which build a home holding every row; the program never calls it.
+namespace catalog_testing {
+
+// Every row the catalog knows in the present environment, built as all()
+// builds them but kept whether its folder exists or not (a row whose path is
+// empty, for want of a home or an SDK, is still left out). Not cached.
+std::vector<CategoryDef> every_row();
+
+} // namespace catalog_testing

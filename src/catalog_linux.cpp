@@ -265,9 +265,13 @@ private:
     // stat follows links, so a linked folder (~/.m2/repository -> elsewhere)
     // counts as present.
     void add(CategoryDef d) {
-        if (is_directory(d.path))
+        if (keep_missing ? !d.path.empty() : is_directory(d.path))
             rows.push_back(std::move(d));
     }
+
+public:
+    // For the tests: keep the rows whose folder is missing too.
+    bool keep_missing = false;
 };
 
 // The project categories, which all search the projects root. Kept as a
@@ -356,7 +360,7 @@ const std::vector<ProjectRow>& project_rows() {
     return rows;
 }
 
-std::vector<CategoryDef> build_rows() {
+std::vector<CategoryDef> build_rows(bool keep_missing) {
     using G = GroupKind;
     using S = SafetyLevel;
     const std::string home = real_home();
@@ -373,6 +377,7 @@ std::vector<CategoryDef> build_rows() {
     // few that are only a path or a tool's own name ("NDK", "~/.npm/_cacache")
     // are shown as they stand in every language.
     Builder b;
+    b.keep_missing = keep_missing;
     b.dirs("jetbrainsCaches", G::Ides, tr_noop("JetBrains caches"),
            tr_noop("IntelliJ IDEA, PyCharm, WebStorm, CLion — one folder per version"), Glyph::Code,
            under(cache, "JetBrains"), S::Safe, false);
@@ -547,7 +552,7 @@ const std::vector<CategoryDef>& all() {
     const std::string root = projects_root();
     if (root == built_for)
         return cache;
-    std::vector<CategoryDef> fresh = build_rows();
+    std::vector<CategoryDef> fresh = build_rows(false);
     cache.swap(fresh);
     built_for = root;
     return cache;
@@ -644,3 +649,11 @@ const std::vector<ArtefactRule>& artefact_rules() {
 }
 
 } // namespace catalog
+
+namespace catalog_testing {
+
+std::vector<CategoryDef> every_row() {
+    return build_rows(true);
+}
+
+} // namespace catalog_testing

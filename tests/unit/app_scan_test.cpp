@@ -573,3 +573,84 @@ TEST(ScanEvidence, AMeasurementGivenUpAtItsDeadlineIsNotWeighedAndNotSafe) {
     EXPECT_EQ(cancelled.safety, SafetyLevel::Caution);
     EXPECT_TRUE(cancelled.reasons.empty());
 }
+
+// ---------------------------------------------------------------------------
+// One walk of the projects folder
+// ---------------------------------------------------------------------------
+
+TEST(ScanProjects, AHomeHoldingEveryRowIsScannedWithOneWalkOfTheProjectsFolder) {
+    test_env::TempHome home;
+    const std::string h = home.path("home");
+    make_dirs(h + "/Android/Sdk");
+    const std::vector<CategoryDef> every = catalog_testing::every_row();
+    int project_rows = 0;
+    for (const CategoryDef& d : every) {
+        if (d.listing == ListingKind::Recursive) {
+            ++project_rows;
+            continue;
+        }
+        // Something in each, so that every row has an entry to list and measure.
+        write_file(d.path + "/entry/f", 100);
+    }
+    ASSERT_GE(project_rows, 11);
+    // Projects holding every kind the search looks for, each proven.
+    const std::string code = h + "/code";
+    write_file(code + "/web/package.json", 10);
+    write_file(code + "/web/next.config.js", 10);
+    make_dirs(code + "/web/node_modules/a");
+    make_dirs(code + "/web/.next/cache");
+    write_file(code + "/web/dist/index.js", 10);
+    write_file(code + "/svc/Svc.csproj", 10);
+    make_dirs(code + "/svc/bin/Debug");
+    make_dirs(code + "/svc/obj/Debug");
+    write_file(code + "/eng/CMakeLists.txt", 10);
+    make_dirs(code + "/eng/cmake-build-debug");
+    make_dirs(code + "/eng/build");
+    write_file(code + "/ex/mix.exs", 10);
+    make_dirs(code + "/ex/_build/dev");
+    make_dirs(code + "/ex/deps/jason");
+    write_file(code + "/py/tox.ini", 10);
+    make_dirs(code + "/py/.tox/py312");
+    write_file(code + "/py/.venv/pyvenv.cfg", 10);
+    make_dirs(code + "/py/pkg/__pycache__");
+    write_file(code + "/tf/main.tf", 10);
+    make_dirs(code + "/tf/.terraform/providers");
+    ASSERT_EQ(catalog::all().size(), every.size()) << "not every row's folder was made";
+
+    scanner_testing::record_project_walk(true);
+    App app;
+    app.start_scan();
+    ASSERT_TRUE(wait_for_scan(app, 120.0));
+    const std::vector<std::string> opened = scanner_testing::project_walk_opened();
+    scanner_testing::record_project_walk(false);
+
+    EXPECT_EQ(std::count(opened.begin(), opened.end(), h), 1) << "the projects folder was walked more than once";
+    std::vector<std::string> sorted = opened;
+    std::sort(sorted.begin(), sorted.end());
+    EXPECT_EQ(std::adjacent_find(sorted.begin(), sorted.end()), sorted.end())
+        << "a folder of the projects tree was read twice";
+    // And the one walk found every kind for its row.
+    for (const auto& [id, name] : std::vector<std::pair<const char*, const char*>>{
+             {"nodeModules", "web/node_modules"},
+             {"webCaches", "web/.next"},
+             {"dotnetBuild", "svc/bin"},
+             {"dotnetBuild", "svc/obj"},
+             {"cmakeBuilds", "eng/cmake-build-debug"},
+             {"buildDirs", "eng/build"},
+             {"toolchainBuilds", "ex/_build"},
+             {"toolchainBuilds", "ex/deps"},
+             {"testEnvs", "py/.tox"},
+             {"venvs", "py/.venv"},
+             {"pycache", "pkg/__pycache__"},
+             {"terraformDirs", "tf/.terraform"}}) {
+        const CatState* c = cat(app, id);
+        ASSERT_NE(c, nullptr) << id;
+        EXPECT_TRUE(c->did_scan) << id;
+        EXPECT_NE(item(c, name), nullptr) << id << ": " << name;
+    }
+    // Every other row was listed as well.
+    for (const CatState& c : app.m_cats)
+        if (c.def.listing != ListingKind::Recursive) {
+            EXPECT_FALSE(c.items.empty()) << c.def.id;
+        }
+}

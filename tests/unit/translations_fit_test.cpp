@@ -8,6 +8,7 @@
 // translation that is always cut shows up in the test's output.
 
 #include "app.h"
+#include "catalog.h"
 #include "fixture_states.h"
 #include "i18n.h"
 #include "render_test_util.h"
@@ -184,6 +185,8 @@ protected:
         app.render_offscreen(canvas.cr(), W, H);
         app.m_fit_log = nullptr;
         page.problems = fit_problems(page.log, W, H);
+        if (getenv("FIT_PNG") && name == getenv("FIT_PNG"))
+            canvas.write_png("/tmp/fit.png");
         return page;
     }
 
@@ -347,6 +350,57 @@ TEST_P(Fit, EveryPageFitsAtTheSmallestWindow) {
     }
     pages.push_back(draw(app, "nothing found"));
 
+    report(pages);
+}
+
+// Every row of the catalog, drawn on its own page and in the sidebar
+// scrolled through, with an entry kept as the newest and one in use: the
+// titles and subtitles of rows added later are held to the same room.
+TEST_P(Fit, EveryCatalogRowFitsOnItsPageAndInTheSidebar) {
+    test_env::TempHome home;
+    test_env::ScopedEnv sdk("ANDROID_HOME", home.root().c_str());
+    App app;
+    const time_t now = time(nullptr);
+    for (const CategoryDef& d : catalog_testing::every_row()) {
+        CatState c;
+        c.def = d;
+        c.did_scan = true;
+        for (int i = 0; i < 3; ++i) {
+            Item it;
+            it.name = i == 0 ? "21.0.2-tem" : i == 1 ? "nightly-2024-05-01-x86_64-unknown-linux-gnu"
+                                                     : "models--meta-llama--Llama-3.1-8B-Instruct";
+            // Where a developer's home would hold it (the test's own home
+            // has a longer name than any real one).
+            it.path = "/home/dev/" + d.id + "/" + it.name;
+            it.detail = it.path;
+            // Sizes that grow along the catalog, so that the chart's slices
+            // differ as they do on a real disk.
+            it.size = (3 - i) * 90000000LL * static_cast<int64_t>(app.m_cats.size() + 1);
+            it.size_known = true;
+            it.modified = now - 86400 * (i + 2);
+            it.safety = i == 0 ? SafetyLevel::Risky : d.safety;
+            it.keep_hint = i == 0;
+            c.items.push_back(std::move(it));
+        }
+        app.m_cats.push_back(std::move(c));
+    }
+    ASSERT_GE(app.m_cats.size(), 57u);
+    std::vector<Page> pages;
+    for (const CatState& c : app.m_cats) {
+        app.m_selection = c.def.id;
+        app.m_scroll = 0;
+        app.m_sidebar_scroll = 0;
+        pages.push_back(draw(app, "row " + c.def.id));
+        bool titled = false;
+        for (const FitNote& n : pages.back().log.notes)
+            titled = titled || n.text == tr(c.def.title.c_str());
+        EXPECT_TRUE(titled) << GetParam() << ": the title of " << c.def.id << " was not drawn";
+    }
+    app.m_selection.clear();
+    for (double scroll = 0; scroll <= 40.0 * app.m_cats.size(); scroll += 300) {
+        app.m_sidebar_scroll = scroll;
+        pages.push_back(draw(app, "sidebar scrolled to " + std::to_string(int(scroll))));
+    }
     report(pages);
 }
 

@@ -185,6 +185,8 @@ protected:
         app.render_offscreen(canvas.cr(), W, H);
         app.m_fit_log = nullptr;
         page.problems = fit_problems(page.log, W, H);
+        // FIT_PNG="<page name>" keeps that page's picture, to look at a
+        // reported problem.
         if (getenv("FIT_PNG") && name == getenv("FIT_PNG"))
             canvas.write_png("/tmp/fit.png");
         return page;

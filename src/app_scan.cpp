@@ -8,8 +8,11 @@
 
 #include "app.h"
 
+#include "i18n.h"
+#include "paths.h"
 #include "scanner.h"
 #include "strutil.h"
+#include "tool_pins.h"
 
 #include <algorithm>
 #include <sys/resource.h>
@@ -26,6 +29,13 @@ constexpr double MEASURE_SECONDS = 45.0;
 
 // Measuring threads one category runs at most.
 constexpr int MEASURING_THREADS = 6;
+
+// Why a version is in use, shown on its row. The tool's name fills "%s" and
+// is never translated.
+constexpr const char* SET_AS_DEFAULT = tr_noop("Set as default in %s");
+constexpr const char* SET_FOR_A_FOLDER = tr_noop("Set for a folder in %s");
+constexpr const char* USED_BY_ONE_PROJECT = tr_noop("Used by one project");
+constexpr const char* USED_BY_PROJECTS = tr_noop("Used by %s projects");
 
 // Background work yields to the interface and to the user's other programs.
 void lower_priority() {
@@ -162,6 +172,69 @@ void App::scan_worker() {
     }
 }
 
+// ---------------------------------------------------------------------------
+// Versions to keep
+// ---------------------------------------------------------------------------
+
+void App::apply_keep_rules(CatState& cat) const {
+    if (cat.items.empty())
+        return;
+    const char* tool = tool_pins::tool_of(cat.def.id);
+    std::vector<tool_pins::Pin> pins;
+    if (tool) {
+        tool_pins::Query q;
+        q.row_id = cat.def.id;
+        q.folder = cat.def.path;
+        q.names.reserve(cat.items.size());
+        for (const Item& it : cat.items)
+            q.names.push_back(it.name);
+        q.project_files = m_project_pin_files;
+        q.home = real_home();
+        pins = tool_pins::find(q);
+    }
+    for (const tool_pins::Pin& p : pins)
+        for (Item& it : cat.items) {
+            if (it.name != p.name)
+                continue;
+            it.in_use = true;
+            it.safety = SafetyLevel::Risky;
+            using evidence::Reason;
+            if (p.by_default)
+                it.reasons.push_back(Reason{SET_AS_DEFAULT, tool, -1, SafetyLevel::Risky});
+            if (p.by_folder)
+                it.reasons.push_back(Reason{SET_FOR_A_FOLDER, tool, -1, SafetyLevel::Risky});
+            if (p.projects == 1)
+                it.reasons.push_back(Reason{USED_BY_ONE_PROJECT, "", -1, SafetyLevel::Risky});
+            else if (p.projects > 1)
+                it.reasons.push_back(Reason{USED_BY_PROJECTS, "", p.projects, SafetyLevel::Risky});
+        }
+    if (!cat.def.keep_newest)
+        return;
+    // Where nothing says what is in use, the newest version is kept: per
+    // tool in a row of "<tool>/<version>" entries (the newest java and the
+    // newest gradle), else once for the row.
+    std::unordered_map<std::string, std::size_t> newest;
+    std::unordered_set<std::string> used;
+    for (std::size_t k = 0; k < cat.items.size(); ++k) {
+        const Item& it = cat.items[k];
+        const std::size_t slash = it.name.find('/');
+        const std::string tool_part = slash == std::string::npos ? "" : it.name.substr(0, slash);
+        if (it.in_use)
+            used.insert(tool_part);
+        const auto at = newest.find(tool_part);
+        if (at == newest.end())
+            newest.emplace(tool_part, k);
+        else if (compare_versions(it.name, cat.items[at->second].name) > 0)
+            at->second = k;
+    }
+    for (const auto& [tool_part, k] : newest) {
+        if (used.count(tool_part))
+            continue;
+        cat.items[k].safety = SafetyLevel::Risky;
+        cat.items[k].keep_hint = true;
+    }
+}
+
 void App::weigh(Item& it, const CategoryDef& def, const scanner::Measure& m,
                 git_repo::Cache& repos) const {
     evidence::Verdict v;
@@ -202,15 +275,9 @@ void App::scan_category(CatState& cat) {
     for (const ScannedInfo& info : found)
         cat.items.push_back(item_of(info, cat.def));
 
-    // The newest version is never offered as a safe deletion.
-    if (cat.def.keep_newest && !cat.items.empty()) {
-        std::size_t newest = 0;
-        for (std::size_t k = 1; k < cat.items.size(); ++k)
-            if (compare_versions(cat.items[k].name, cat.items[newest].name) > 0)
-                newest = k;
-        cat.items[newest].safety = SafetyLevel::Risky;
-        cat.items[newest].keep_hint = true;
-    }
+    // What the tools use, else the newest version, is never offered as a
+    // safe deletion.
+    apply_keep_rules(cat);
 
     std::shared_ptr<git_repo::Cache> repos = m_repos;
     if (judged && !repos)

@@ -61,9 +61,12 @@ struct Item {
     bool size_known = false;
     SafetyLevel safety = SafetyLevel::Safe;
     bool keep_hint = false; // newest of a keep-newest category: offered, marked to keep
+    // A version the user's tools are set to use (see tool_pins): offered,
+    // Risky, marked to keep, and never ticked by "Safe ones".
+    bool in_use = false;
     bool selected = false;
-    // What speaks for and against deleting a found project folder; shown on
-    // its row. Empty for the other categories.
+    // What speaks for and against deleting a found project folder, or why a
+    // version is in use; shown on its row. Empty for the other entries.
     std::vector<evidence::Reason> reasons;
 };
 
@@ -293,6 +296,12 @@ public:
     // An entry as listed, before it is measured (and, for a project folder,
     // weighed).
     static Item item_of(const ScannedInfo& info, const CategoryDef& def);
+    // Marks the entries a versioned row keeps: those the user's tools are set
+    // to use (Risky, in_use, with the reasons that say which setting keeps
+    // them), else the newest, per tool for rows of "<tool>/<version>"
+    // entries. Reads m_project_pin_files. Runs on the worker thread on a
+    // private CatState, like scan_category.
+    void apply_keep_rules(CatState& cat) const;
     // Sets a measured project folder's level and reasons from the evidence.
     // A measurement cut short at its deadline is not weighed at all (see
     // evidence::not_looked_through); one cut short by a cancel leaves the
@@ -314,7 +323,8 @@ public:
     int64_t safe_reclaimable() const;
 
     // ---- Selection and cleaning (app_clean.cpp) ----
-    // Ticks every Safe entry of the category except a kept newest version;
+    // Ticks every Safe entry of the category except a kept version (the
+    // newest, or one in use);
     // other ticks stay as they are.
     void select_all_safe(CatState& cat);
     void select_none(CatState& cat);
@@ -524,6 +534,13 @@ public:
     // category id, taken by that category when its turn comes. Written and
     // read by the scan worker only.
     std::unordered_map<std::string, std::vector<ScannedInfo>> m_project_listing;
+    // The version files of the user's projects (rust-toolchain, .nvmrc,
+    // gradle-wrapper.properties ...; see tool_pins::is_project_file) as scan
+    // paths, which tell what versions the projects use. Filled by the scan
+    // worker in its one walk of the projects folder, before the categories
+    // are scanned, and read by apply_keep_rules on the same thread; tests
+    // fill it directly.
+    std::vector<std::string> m_project_pin_files;
     // The ticked paths of the results a rescan replaced, per category id, so
     // that ticks survive the rescan (guarded by m_mutex).
     std::unordered_map<std::string, std::unordered_set<std::string>> m_ticked;

@@ -635,7 +635,9 @@ std::string AccessTree::entry_description(const AccNode& d) {
         parts.push_back(
             I18n::instance().trf("last changed %s", fmt::relative(it->modified).c_str()));
     parts.push_back(tr(catalog::safety_title(it->safety)));
-    if (it->keep_hint)
+    if (it->in_use)
+        parts.push_back(tr("in use — keep"));
+    else if (it->keep_hint)
         parts.push_back(tr("newest — keep"));
     if (!it->reasons.empty())
         parts.push_back(m_app.reasons_line(it->reasons));

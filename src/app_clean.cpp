@@ -24,10 +24,11 @@
 // ---------------------------------------------------------------------------
 
 void App::select_all_safe(CatState& cat) {
-    // The kept newest version is marked Risky already; the keep flag is
-    // checked as well so that it can never be ticked by this button.
+    // A kept version (the newest, or one the user's tools use) is marked
+    // Risky already; the keep flags are checked as well so that it can never
+    // be ticked by this button.
     for (Item& it : cat.items)
-        if (it.safety == SafetyLevel::Safe && !it.keep_hint)
+        if (it.safety == SafetyLevel::Safe && !it.keep_hint && !it.in_use)
             it.selected = true;
 }
 

@@ -21,7 +21,8 @@ using render::rect;
 namespace {
 
 // Item rows: the last line of a row ends 82 below its top. Rows of project
-// folders have one more line, saying why they may or may not go.
+// folders and of versions in use have one more line, saying why they may or
+// may not go.
 constexpr double ITEM_ROW_H = 90;
 constexpr double REASON_LINE_H = 18;
 constexpr double ITEM_ROW_GAP = 8;
@@ -48,6 +49,15 @@ std::pair<size_t, size_t> visible_rows(double top, double step, double h, size_t
     return {f, std::max(f, l)};
 }
 
+// Whether the category's rows have the reason line: project folders always
+// do, versioned rows when an entry is in use. The caller holds m_mutex.
+bool has_reason_lines(const CatState& c) {
+    if (c.def.listing == ListingKind::Recursive)
+        return true;
+    return std::any_of(c.items.begin(), c.items.end(),
+                       [](const Item& it) { return !it.reasons.empty(); });
+}
+
 } // namespace
 
 // ---------------------------------------------------------------------------
@@ -72,7 +82,7 @@ void App::draw_category_detail() {
         for (size_t i = 0; i < m_cats.size(); ++i)
             if (m_cats[i].def.id == m_selection) {
                 cat = render::view_of(m_cats[i], static_cast<int>(i));
-                if (m_cats[i].def.listing == ListingKind::Recursive) {
+                if (has_reason_lines(m_cats[i])) {
                     row_h = ITEM_ROW_H + REASON_LINE_H;
                     step = row_h + ITEM_ROW_GAP;
                 }
@@ -197,11 +207,11 @@ void App::draw_item_row(const Item& item, int index, RectF r, int64_t cat_total,
     const double x = r.x + 46;
     const double w = r.w - 46 - 16;
 
-    // First line: name, the keep mark, size.
+    // First line: name, the keep mark (in use, else newest), size.
     const std::string size = item.size_known ? ltr(fmt::bytes(item.size)) : "\u2026";
     double name_w = w - (measure_text(size, Font::MonoBold) + 8);
-    if (item.keep_hint) {
-        const std::string keep = tr("newest — keep");
+    if (item.in_use || item.keep_hint) {
+        const std::string keep = tr(item.in_use ? "in use — keep" : "newest — keep");
         name_w -= measure_text(keep, Font::CaptionBold) + 14 + 8;
         draw_pill(x + name_w + 8, r.y + 10, keep, Font::CaptionBold, render::DANGER, 0.16);
     }
@@ -247,8 +257,8 @@ void App::draw_item_row(const Item& item, int index, RectF r, int64_t cat_total,
                    rect(x + 15, r.y + 66, std::max(0.0, rest), 16), m_palette.secondary);
     }
 
-    // Project folders: why they may or may not go, led by a dot in the
-    // colour of the weightiest reason.
+    // Project folders and versions in use: why they may or may not go, led
+    // by a dot in the colour of the weightiest reason.
     if (!item.reasons.empty()) {
         const evidence::Reason& first = item.reasons.front();
         const std::string dot_colour = catalog::safety_color(first.weight);

@@ -8,7 +8,11 @@
 
 #include "app.h"
 
+#include "i18n.h"
+#include "paths.h"
 #include "scanner.h"
+#include "strutil.h"
+#include "tool_pins.h"
 
 #include <algorithm>
 #include <sys/resource.h>
@@ -26,13 +30,16 @@ constexpr double MEASURE_SECONDS = 45.0;
 // Measuring threads one category runs at most.
 constexpr int MEASURING_THREADS = 6;
 
+// Why a version is in use, shown on its row. The tool's name fills "%s" and
+// is never translated.
+constexpr const char* SET_AS_DEFAULT = tr_noop("Set as default in %s");
+constexpr const char* SET_FOR_A_FOLDER = tr_noop("Set for a folder in %s");
+constexpr const char* USED_BY_ONE_PROJECT = tr_noop("Used by one project");
+constexpr const char* USED_BY_PROJECTS = tr_noop("Used by %s projects");
+
 // Background work yields to the interface and to the user's other programs.
 void lower_priority() {
     setpriority(PRIO_PROCESS, static_cast<id_t>(syscall(SYS_gettid)), 10);
-}
-
-bool is_digit(char c) {
-    return c >= '0' && c <= '9';
 }
 
 } // namespace
@@ -42,46 +49,7 @@ bool is_digit(char c) {
 // ---------------------------------------------------------------------------
 
 int App::compare_versions(const std::string& a, const std::string& b) {
-    std::size_t i = 0;
-    std::size_t j = 0;
-    while (i < a.size() && j < b.size()) {
-        if (is_digit(a[i]) && is_digit(b[j])) {
-            // Runs of digits compare as numbers of any length: skip leading
-            // zeros, then the longer run is the bigger number, else the first
-            // differing digit decides.
-            std::size_t ai = i;
-            std::size_t bj = j;
-            while (ai < a.size() && a[ai] == '0')
-                ++ai;
-            while (bj < b.size() && b[bj] == '0')
-                ++bj;
-            std::size_t ae = ai;
-            std::size_t be = bj;
-            while (ae < a.size() && is_digit(a[ae]))
-                ++ae;
-            while (be < b.size() && is_digit(b[be]))
-                ++be;
-            if (ae - ai != be - bj)
-                return ae - ai < be - bj ? -1 : 1;
-            for (std::size_t k = 0; k < ae - ai; ++k)
-                if (a[ai + k] != b[bj + k])
-                    return a[ai + k] < b[bj + k] ? -1 : 1;
-            i = ae;
-            j = be;
-            continue;
-        }
-        const unsigned char ca = static_cast<unsigned char>(a[i]);
-        const unsigned char cb = static_cast<unsigned char>(b[j]);
-        if (ca != cb)
-            return ca < cb ? -1 : 1;
-        ++i;
-        ++j;
-    }
-    if (i < a.size() || j < b.size())
-        return i < a.size() ? 1 : -1;
-    // Equal as versions ("1.01" and "1.1"): fall back to the bytes so the
-    // order stays total.
-    return a < b ? -1 : (a == b ? 0 : 1);
+    return su::compare_versions(a, b);
 }
 
 // ---------------------------------------------------------------------------
@@ -207,6 +175,7 @@ void App::scan_worker() {
 
 void App::walk_projects() {
     m_project_listing.clear();
+    m_project_pin_files.clear();
     std::vector<CategoryDef> rows;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
@@ -224,12 +193,77 @@ void App::walk_projects() {
     // however many kinds of build output are looked for in it.
     scanner::ProjectFinds finds;
     try {
-        finds = scanner::find_in_projects_guarded(rows, nullptr, LIST_SECONDS, &m_cancel);
+        finds = scanner::find_in_projects_guarded(rows, tool_pins::is_project_file, LIST_SECONDS,
+                                                  &m_cancel);
     } catch (...) {
         return; // no thread for the walk: each category lists on its own turn
     }
     for (std::size_t k = 0; k < rows.size() && k < finds.found.size(); ++k)
         m_project_listing[rows[k].id] = std::move(finds.found[k]);
+    m_project_pin_files = std::move(finds.files);
+}
+
+// ---------------------------------------------------------------------------
+// Versions to keep
+// ---------------------------------------------------------------------------
+
+void App::apply_keep_rules(CatState& cat) const {
+    if (cat.items.empty())
+        return;
+    const char* tool = tool_pins::tool_of(cat.def.id);
+    std::vector<tool_pins::Pin> pins;
+    if (tool) {
+        tool_pins::Query q;
+        q.row_id = cat.def.id;
+        q.folder = cat.def.path;
+        q.names.reserve(cat.items.size());
+        for (const Item& it : cat.items)
+            q.names.push_back(it.name);
+        q.project_files = m_project_pin_files;
+        q.home = real_home();
+        pins = tool_pins::find(q);
+    }
+    for (const tool_pins::Pin& p : pins)
+        for (Item& it : cat.items) {
+            if (it.name != p.name)
+                continue;
+            it.in_use = true;
+            it.safety = SafetyLevel::Risky;
+            using evidence::Reason;
+            if (p.by_default)
+                it.reasons.push_back(Reason{SET_AS_DEFAULT, tool, -1, SafetyLevel::Risky});
+            if (p.by_folder)
+                it.reasons.push_back(Reason{SET_FOR_A_FOLDER, tool, -1, SafetyLevel::Risky});
+            if (p.projects == 1)
+                it.reasons.push_back(Reason{USED_BY_ONE_PROJECT, "", -1, SafetyLevel::Risky});
+            else if (p.projects > 1)
+                it.reasons.push_back(Reason{USED_BY_PROJECTS, "", p.projects, SafetyLevel::Risky});
+        }
+    if (!cat.def.keep_newest)
+        return;
+    // Where nothing says what is in use, the newest version is kept: per
+    // tool in a row of "<tool>/<version>" entries (the newest java and the
+    // newest gradle), else once for the row.
+    std::unordered_map<std::string, std::size_t> newest;
+    std::unordered_set<std::string> used;
+    for (std::size_t k = 0; k < cat.items.size(); ++k) {
+        const Item& it = cat.items[k];
+        const std::size_t slash = it.name.find('/');
+        const std::string tool_part = slash == std::string::npos ? "" : it.name.substr(0, slash);
+        if (it.in_use)
+            used.insert(tool_part);
+        const auto at = newest.find(tool_part);
+        if (at == newest.end())
+            newest.emplace(tool_part, k);
+        else if (compare_versions(it.name, cat.items[at->second].name) > 0)
+            at->second = k;
+    }
+    for (const auto& [tool_part, k] : newest) {
+        if (used.count(tool_part))
+            continue;
+        cat.items[k].safety = SafetyLevel::Risky;
+        cat.items[k].keep_hint = true;
+    }
 }
 
 void App::weigh(Item& it, const CategoryDef& def, const scanner::Measure& m,
@@ -279,15 +313,9 @@ void App::scan_category(CatState& cat) {
     for (const ScannedInfo& info : found)
         cat.items.push_back(item_of(info, cat.def));
 
-    // The newest version is never offered as a safe deletion.
-    if (cat.def.keep_newest && !cat.items.empty()) {
-        std::size_t newest = 0;
-        for (std::size_t k = 1; k < cat.items.size(); ++k)
-            if (compare_versions(cat.items[k].name, cat.items[newest].name) > 0)
-                newest = k;
-        cat.items[newest].safety = SafetyLevel::Risky;
-        cat.items[newest].keep_hint = true;
-    }
+    // What the tools use, else the newest version, is never offered as a
+    // safe deletion.
+    apply_keep_rules(cat);
 
     std::shared_ptr<git_repo::Cache> repos = m_repos;
     if (judged && !repos)

@@ -20,6 +20,10 @@ std::size_t sequence_length(unsigned char b) {
     return 0;
 }
 
+bool is_ascii_digit(char c) {
+    return c >= '0' && c <= '9';
+}
+
 bool is_continuation(unsigned char b) {
     return b >= 0x80 && b <= 0xBF;
 }
@@ -154,6 +158,49 @@ std::string sanitize_utf8(const std::string& text) {
         }
     }
     return out;
+}
+
+int compare_versions(const std::string& a, const std::string& b) {
+    std::size_t i = 0;
+    std::size_t j = 0;
+    while (i < a.size() && j < b.size()) {
+        if (is_ascii_digit(a[i]) && is_ascii_digit(b[j])) {
+            // Runs of digits compare as numbers of any length: skip leading
+            // zeros, then the longer run is the bigger number, else the first
+            // differing digit decides.
+            std::size_t ai = i;
+            std::size_t bj = j;
+            while (ai < a.size() && a[ai] == '0')
+                ++ai;
+            while (bj < b.size() && b[bj] == '0')
+                ++bj;
+            std::size_t ae = ai;
+            std::size_t be = bj;
+            while (ae < a.size() && is_ascii_digit(a[ae]))
+                ++ae;
+            while (be < b.size() && is_ascii_digit(b[be]))
+                ++be;
+            if (ae - ai != be - bj)
+                return ae - ai < be - bj ? -1 : 1;
+            for (std::size_t k = 0; k < ae - ai; ++k)
+                if (a[ai + k] != b[bj + k])
+                    return a[ai + k] < b[bj + k] ? -1 : 1;
+            i = ae;
+            j = be;
+            continue;
+        }
+        const unsigned char ca = static_cast<unsigned char>(a[i]);
+        const unsigned char cb = static_cast<unsigned char>(b[j]);
+        if (ca != cb)
+            return ca < cb ? -1 : 1;
+        ++i;
+        ++j;
+    }
+    if (i < a.size() || j < b.size())
+        return i < a.size() ? 1 : -1;
+    // Equal as versions ("1.01" and "1.1"): fall back to the bytes so the
+    // order stays total.
+    return a < b ? -1 : (a == b ? 0 : 1);
 }
 
 } // namespace su

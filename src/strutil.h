@@ -49,4 +49,10 @@ bool is_valid_utf8(const std::string& text);
 // U+FFFD; well-shaped sequences are copied as they are.
 std::string sanitize_utf8(const std::string& text);
 
+// Natural version order of two names: runs of digits compare as numbers
+// (leading zeros ignored), other bytes as bytes. Negative, zero or positive
+// as a is older than, the same as or newer than b. Equal versions written
+// differently ("1.01", "1.1") fall back to the bytes, so the order is total.
+int compare_versions(const std::string& a, const std::string& b);
+
 } // namespace su

@@ -204,6 +204,30 @@ TEST(RenderAccess, ACategoryPageHasToolbarSidebarPageAndFooter) {
     EXPECT_EQ(atk_object_get_role(must_find(app, "footer.amount")), ATK_ROLE_LABEL);
 }
 
+TEST(RenderAccess, AnEntryInUseSaysSoAndWhy) {
+    Fresh fresh;
+    App app;
+    page(app);
+    app.m_cats[0].items[1].in_use = true;
+    app.m_cats[0].items[1].safety = SafetyLevel::Risky;
+    app.m_cats[0].items[1].reasons = {{"Used by %s projects", "", 3, SafetyLevel::Risky}};
+    app.m_cats[0].items[2].keep_hint = true;
+    frame(app);
+    AtkObject* entries = must_find(app, "entries.gradle");
+    AtkObject* used = child(entries, 2);
+    AtkObject* newest = child(entries, 4);
+    ASSERT_TRUE(used && newest);
+    EXPECT_EQ(name(used), "gradle-1");
+    const std::string d = atk_object_get_description(used);
+    EXPECT_NE(d.find("Risky · in use — keep · Used by 3 projects"), std::string::npos) << d;
+    EXPECT_EQ(d.find("newest — keep"), std::string::npos) << d;
+    const std::string n = atk_object_get_description(newest);
+    EXPECT_NE(n.find("newest — keep"), std::string::npos) << n;
+    EXPECT_EQ(n.find("in use"), std::string::npos) << n;
+    g_object_unref(used);
+    g_object_unref(newest);
+}
+
 TEST(RenderAccess, TheOverviewHasNoEntriesAndNamesTheBiggestConsumers) {
     Fresh fresh;
     App app;

@@ -5,6 +5,7 @@
 
 #include "app.h"
 #include "app_render_shared.h"
+#include "format.h"
 #include "i18n.h"
 #include "render_test_util.h"
 #include "test_env.h"
@@ -633,6 +634,76 @@ TEST(RenderDetail, AProjectRowsReasonLineShowsConcernsAloneWhenThereAreAny) {
     app.m_rtl = true;
     EXPECT_EQ(app.reasons_line({beside}), "beside \u2066Cargo.toml\u2069");
     EXPECT_EQ(app.reasons_line({tracked}), "Holds \u20661,234\u2069 files tracked by git");
+}
+
+TEST(RenderDetail, AVersionInUseShowsItsPillAndWhyInAReasonLine) {
+    test_env::TempHome home;
+    App app;
+    // The two marked rows have the same size, so their pills end at the same x.
+    CatState rust =
+        category("rust", GroupKind::OtherLangs, {3000, 2000, 3000}, SafetyLevel::Caution);
+    rust.def.keep_newest = true;
+    rust.items[0].in_use = true;
+    rust.items[0].safety = SafetyLevel::Risky;
+    rust.items[0].reasons = {{"Set as default in %s", "rustup", -1, SafetyLevel::Risky}};
+    rust.items[2].keep_hint = true;
+    rust.items[2].safety = SafetyLevel::Risky;
+    app.m_cats = {rust};
+    app.m_selection = "rust";
+    FitLog log;
+    app.m_fit_log = &log;
+    Canvas canvas(W, H);
+    app.render_offscreen(canvas.cr(), W, H);
+    app.m_fit_log = nullptr;
+
+    std::vector<const FitNote*> in_use, newest;
+    const FitNote* reason = nullptr;
+    for (const FitNote& n : log.notes) {
+        if (n.kind == FitNote::Kind::Pill && n.text == tr("in use — keep"))
+            in_use.push_back(&n);
+        if (n.kind == FitNote::Kind::Pill && n.text == tr("newest — keep"))
+            newest.push_back(&n);
+        if (n.kind == FitNote::Kind::Label && n.text == "Set as default in rustup")
+            reason = &n;
+    }
+    // One pill each, on the first line of its own row: rows are 108 high
+    // with the reason line, 8 apart, from 172.
+    ASSERT_EQ(in_use.size(), 1u);
+    ASSERT_EQ(newest.size(), 1u);
+    EXPECT_NEAR(in_use[0]->drawn.y, 172 + 10, 0.5);
+    EXPECT_NEAR(newest[0]->drawn.y, 172 + 2 * 116 + 10, 0.5);
+    // Where "newest — keep" would be: 8 before the size, which ends 16 inside
+    // the row.
+    const double size_w = app.measure_text(fmt::bytes(3000), App::Font::MonoBold);
+    EXPECT_NEAR(in_use[0]->drawn.x + in_use[0]->drawn.w, 290 + 782 - 16 - size_w - 8, 0.5);
+    EXPECT_NEAR(in_use[0]->drawn.x + in_use[0]->drawn.w, newest[0]->drawn.x + newest[0]->drawn.w,
+                0.5);
+    ASSERT_NE(reason, nullptr) << "the reason line is drawn";
+    EXPECT_NEAR(reason->room.y, 172 + 84, 0.5);
+    const std::vector<App::HitTarget> rows = targets_of(app, Act::ToggleItem);
+    ASSERT_EQ(rows.size(), 3u);
+    for (int i = 0; i < 3; ++i)
+        expect_rect(rows[i].rect, 290, 172 + 116 * i, 782, 108, "row with a reason line");
+
+    // Its red pill is really drawn: the pill's middle holds the danger red
+    // blended over the card, not the card alone.
+    const int px = static_cast<int>(in_use[0]->drawn.x + 3);
+    const int py = static_cast<int>(in_use[0]->drawn.y + in_use[0]->drawn.h / 2);
+    EXPECT_NE(canvas.hex(px, py), app.m_palette.bar);
+}
+
+TEST(RenderDetail, RowsWithoutReasonsKeepTheirHeight) {
+    test_env::TempHome home;
+    App app;
+    CatState rust = category("rust", GroupKind::OtherLangs, {3000, 1000}, SafetyLevel::Caution);
+    rust.items[0].keep_hint = true;
+    app.m_cats = {rust};
+    app.m_selection = "rust";
+    Canvas canvas(W, H);
+    app.render_offscreen(canvas.cr(), W, H);
+    const std::vector<App::HitTarget> rows = targets_of(app, Act::ToggleItem);
+    ASSERT_EQ(rows.size(), 2u);
+    expect_rect(rows[1].rect, 290, 172 + 98, 782, 90, "row without a reason line");
 }
 
 TEST(RenderManual, CardsRegisterTheirButtons) {

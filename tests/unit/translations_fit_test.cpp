@@ -150,6 +150,12 @@ void fill(App& app) {
                 c.items[i].selected = true;
         if (c.def.id == "goBuildCache")
             c.items.clear();
+        // A toolchain the user's settings name, with its pill and reason line.
+        if (c.def.id == "rustupToolchains" && !c.items.empty()) {
+            c.items.front().in_use = true;
+            c.items.front().safety = SafetyLevel::Risky;
+            c.items.front().reasons = {{"Set as default in %s", "rustup", -1, SafetyLevel::Risky}};
+        }
     }
     const char* reasons[] = {"Read-only location", "Holds files tracked by git",
                              "Protected system location", "In use by a running program", ""};
@@ -243,6 +249,9 @@ TEST_P(Fit, EveryPageFitsAtTheSmallestWindow) {
         EXPECT_GE(pills.size(), 3u) << "safety pills not seen on " << id;
         if (std::string(id) != "nodeModules") {
             EXPECT_TRUE(pills.count(tr("newest — keep"))) << "keep mark not seen on " << id;
+        }
+        if (std::string(id) == "rustupToolchains") {
+            EXPECT_TRUE(pills.count(tr("in use — keep"))) << "in-use mark not seen on " << id;
         }
     }
     // The reason line of every project row fits whole: the page is drawn

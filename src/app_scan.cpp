@@ -244,14 +244,29 @@ void App::scan_category(CatState& cat) {
     for (const ScannedInfo& info : found)
         cat.items.push_back(item_of(info, cat.def));
 
-    // The newest version is never offered as a safe deletion.
+    // The newest version is never offered as a safe deletion. A version
+    // manager's items are "<tool>/<version>": the newest of each tool is kept.
     if (cat.def.keep_newest && !cat.items.empty()) {
-        std::size_t newest = 0;
-        for (std::size_t k = 1; k < cat.items.size(); ++k)
-            if (compare_versions(cat.items[k].name, cat.items[newest].name) > 0)
-                newest = k;
-        cat.items[newest].safety = SafetyLevel::Risky;
-        cat.items[newest].keep_hint = true;
+        auto tool_of = [&](const Item& it) {
+            if (cat.def.listing != ListingKind::ToolVersions)
+                return std::string();
+            return it.name.substr(0, it.name.find('/'));
+        };
+        for (std::size_t k = 0; k < cat.items.size(); ++k) {
+            const std::string tool = tool_of(cat.items[k]);
+            bool newest = true;
+            for (std::size_t j = 0; j < cat.items.size() && newest; ++j) {
+                if (j == k || tool_of(cat.items[j]) != tool)
+                    continue;
+                const int c = compare_versions(cat.items[j].name, cat.items[k].name);
+                // Of two equal names the first stays newest, as before.
+                newest = c < 0 || (c == 0 && k < j);
+            }
+            if (newest) {
+                cat.items[k].safety = SafetyLevel::Risky;
+                cat.items[k].keep_hint = true;
+            }
+        }
     }
 
     std::shared_ptr<git_repo::Cache> repos = m_repos;

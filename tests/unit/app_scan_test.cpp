@@ -161,6 +161,25 @@ TEST(Scan, TheNewestVersionIsKeptAndRisky) {
     EXPECT_EQ(rust->items[0].name, "1.2.0-x86_64");
 }
 
+TEST(Scan, AVersionManagerKeepsTheNewestVersionOfEachTool) {
+    test_env::TempHome home;
+    for (const char* v : {"nodejs/18.19.0", "nodejs/20.11.1", "nodejs/9.11.2", "python/3.12.1",
+                          "python/3.9.18", "ruby/3.3.0"})
+        write_file(home.path("home/.asdf/installs/") + v + "/bin/tool", 1000);
+    App app;
+    app.start_scan();
+    ASSERT_TRUE(wait_for_scan(app));
+    const CatState* asdf = cat(app, "asdfInstalls");
+    ASSERT_NE(asdf, nullptr);
+    ASSERT_EQ(asdf->items.size(), 6u);
+    for (const Item& it : asdf->items) {
+        const bool newest =
+            it.name == "nodejs/20.11.1" || it.name == "python/3.12.1" || it.name == "ruby/3.3.0";
+        EXPECT_EQ(it.keep_hint, newest) << it.name;
+        EXPECT_EQ(it.safety, newest ? SafetyLevel::Risky : SafetyLevel::Caution) << it.name;
+    }
+}
+
 TEST(Scan, ASingleVersionIsMeasuredAndKept) {
     test_env::TempHome home;
     write_file(home.path("home/.rustup/toolchains/stable/bin/cargo"), 10000);

@@ -1,4 +1,4 @@
-// The thirteen category symbols, drawn as strokes in proportions of their
+// The fourteen category symbols, drawn as strokes in proportions of their
 // rectangle so one description serves every size from 10 to 40 pixels, and
 // the small pieces built on them: icon chips, pills and push buttons.
 //
@@ -193,6 +193,19 @@ void glyph_clock(const Pen& p) {
     p.polyline({{0.50, 0.27}, {0.50, 0.50}, {0.66, 0.60}}, false);
 }
 
+// A processor chip: a body with a die inside and three pins on each side,
+// for the trained models the AI group holds.
+void glyph_chip(const Pen& p) {
+    p.rounded(0.24, 0.24, 0.52, 0.52, 0.06);
+    p.rounded(0.39, 0.39, 0.22, 0.22, 0.02);
+    for (double f : {0.36, 0.50, 0.64}) {
+        p.segment(f, 0.08, f, 0.24);
+        p.segment(f, 0.76, f, 0.92);
+        p.segment(0.08, f, 0.24, f);
+        p.segment(0.76, f, 0.92, f);
+    }
+}
+
 } // namespace
 
 // ---------------------------------------------------------------------------
@@ -247,6 +260,9 @@ void App::draw_glyph(Glyph glyph, RectF r, const Rgb& colour) {
         break;
     case Glyph::Clock:
         glyph_clock(p);
+        break;
+    case Glyph::Chip:
+        glyph_chip(p);
         break;
     }
     cairo_restore(m_cr);

@@ -208,28 +208,30 @@ void App::draw_donut(RectF r) {
     const double lw = std::min(static_cast<double>(r.x + r.w - 24 - lx), 400.0);
     if (lw < 60)
         return;
-    const double block = 30 + slices.size() * LEGEND_ROW_H;
+    // Every group fits the card: with many groups the rows close up a little.
+    const double row_h =
+        std::min(LEGEND_ROW_H, (r.h - 16 - 8 - 30) / static_cast<double>(slices.size()));
+    const double block = 30 + slices.size() * row_h;
     double ly = std::max(static_cast<double>(r.y) + 16, r.y + (r.h - block) / 2);
     draw_label(truncate_to_width(tr("Usage by area"), Font::BodyBold, lw), Font::BodyBold,
                rect(lx, ly, lw, 20), m_palette.text);
     ly += 30;
     for (const Slice& s : slices) {
         const int g = static_cast<int>(s.group);
-        const RectF row = rect(lx - 8, ly, lw + 8, LEGEND_ROW_H);
+        const RectF row = rect(lx - 8, ly, lw + 8, row_h);
         const bool hovered = m_hover_act == Act::LegendEntry && m_hover_index == g;
         if (m_highlight_group == g || hovered)
             fill_round_rect(row, 8, m_palette.text, 0.06);
         const double a = (m_highlight_group < 0 || m_highlight_group == g) ? 1.0 : 0.45;
-        fill_round_rect(rect(lx, ly + 8, 10, 10), 3, s.color, a);
+        fill_round_rect(rect(lx, ly + (row_h - 10) / 2, 10, 10), 3, s.color, a);
         const std::string size = ltr(fmt::bytes(s.size));
         const double size_w = measure_text(size, Font::BodyBold);
-        draw_label_right(size, Font::BodyBold, rect(lx, ly, lw - 8, LEGEND_ROW_H), m_palette.text,
-                         a);
+        draw_label_right(size, Font::BodyBold, rect(lx, ly, lw - 8, row_h), m_palette.text, a);
         const double title_w = lw - 8 - size_w - 18 - 16;
         draw_label(truncate_to_width(tr(catalog::group_title(s.group)), Font::Body, title_w),
-                   Font::Body, rect(lx + 18, ly, title_w, LEGEND_ROW_H), m_palette.text, a);
+                   Font::Body, rect(lx + 18, ly, title_w, row_h), m_palette.text, a);
         add_target(row, Act::LegendEntry, g);
-        ly += LEGEND_ROW_H;
+        ly += row_h;
     }
 }
 

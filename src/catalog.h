@@ -16,6 +16,7 @@ enum class GroupKind : int32_t {
     JavaScript,
     Python,
     OtherLangs,
+    Models,
     Projects,
     Logs,
     _Count,
@@ -41,6 +42,7 @@ enum class Glyph : int32_t {
     Folder,
     Pencil,
     Clock,
+    Chip,
 };
 
 // What the items of a category are.
@@ -50,6 +52,9 @@ enum class ListingKind : int32_t {
     SelfFolder = 2,       // `path` itself is the single item
     Recursive = 3,        // directories named one of `names` (or matching one of
                           // them as a shell pattern) anywhere below `path`
+    // every subdirectory of every subdirectory of `path`, named "<tool>/<version>":
+    // version managers that keep one folder per tool and one per version inside it
+    ToolVersions = 4,
 };
 
 struct CategoryDef {
@@ -64,6 +69,9 @@ struct CategoryDef {
     int32_t max_depth = 5;
     SafetyLevel safety = SafetyLevel::Safe;
     bool keep_newest = false; // the newest child is offered but marked to keep
+    // For ChildDirectories: when set, only children holding an entry of this
+    // name are offered (an opam root keeps its switches beside its own files).
+    std::string holds;
 };
 
 // What shows that a folder the project search found by its name is really a

@@ -6,6 +6,7 @@
 
 #include "catalog.h"
 
+#include "catalog_linux_rows.h"
 #include "i18n.h"
 #include "paths.h"
 
@@ -34,6 +35,8 @@ const char* group_title(GroupKind g) {
         return tr_noop("Python");
     case GroupKind::OtherLangs:
         return tr_noop("Rust, Go & others");
+    case GroupKind::Models:
+        return tr_noop("AI models & data");
     case GroupKind::Projects:
         return tr_noop("Your projects");
     case GroupKind::Logs:
@@ -57,6 +60,8 @@ Glyph group_glyph(GroupKind g) {
         return Glyph::Snake;
     case GroupKind::OtherLangs:
         return Glyph::Gear;
+    case GroupKind::Models:
+        return Glyph::Chip;
     case GroupKind::Projects:
         return Glyph::Folder;
     case GroupKind::Logs:
@@ -80,6 +85,8 @@ const char* group_color(GroupKind g) {
         return "#FF7EB0";
     case GroupKind::OtherLangs:
         return "#FF9C6B";
+    case GroupKind::Models:
+        return "#C8553D";
     case GroupKind::Logs:
         return "#FFD93D";
     default:
@@ -168,22 +175,21 @@ void set_projects_root(const std::string& root) {
 } // namespace catalog
 
 // ---------------------------------------------------------------------------
-// Path bases
+// Path bases and the builder
 // ---------------------------------------------------------------------------
 
-namespace {
+namespace catalog_rows {
 
-// The real home, "/", rel; "" when there is no home, so the row is dropped.
 std::string h(const std::string& home, const char* rel) {
     if (home.empty())
         return "";
     return home + "/" + rel;
 }
 
-// An XDG base directory. Inside a sandbox the variables point into the
-// sandbox's private area rather than at the user's real caches, so there
-// only the home-based default counts. A relative value is not a valid XDG
-// value and is ignored too.
+std::string under(const std::string& base, const char* rel) {
+    return base.empty() ? std::string() : base + "/" + rel;
+}
+
 std::string xdg(const std::string& home, const char* var, const char* fallback) {
     if (!running_in_snap() && !running_in_flatpak()) {
         const char* v = std::getenv(var);
@@ -193,10 +199,131 @@ std::string xdg(const std::string& home, const char* var, const char* fallback) 
     return h(home, fallback);
 }
 
+std::string tool_dir(const char* var, const std::string& fallback, char list_separator) {
+    if (running_in_snap() || running_in_flatpak())
+        return fallback;
+    const char* v = std::getenv(var);
+    if (!v)
+        return fallback;
+    std::string value = v;
+    if (list_separator != 0)
+        value = value.substr(0, value.find(list_separator));
+    if (value.empty() || value[0] != '/')
+        return fallback;
+    while (value.size() > 1 && value.back() == '/')
+        value.pop_back();
+    return value;
+}
+
 bool is_directory(const std::string& path) {
     struct stat st {};
     return !path.empty() && stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
+
+void Builder::dirs(const char* id, GroupKind group, const char* title, const char* subtitle,
+                   Glyph glyph, const std::string& path, SafetyLevel safety, bool keep_newest) {
+    CategoryDef d =
+        make(id, group, title, subtitle, glyph, path, ListingKind::ChildDirectories, safety);
+    d.keep_newest = keep_newest;
+    add(std::move(d), false);
+}
+
+void Builder::items(const char* id, GroupKind group, const char* title, const char* subtitle,
+                    Glyph glyph, const std::string& path, SafetyLevel safety) {
+    add(make(id, group, title, subtitle, glyph, path, ListingKind::ChildItems, safety), false);
+}
+
+void Builder::whole(const char* id, GroupKind group, const char* title, const char* subtitle,
+                    Glyph glyph, const std::string& path, SafetyLevel safety) {
+    add(make(id, group, title, subtitle, glyph, path, ListingKind::SelfFolder, safety), false);
+}
+
+void Builder::recursive(const char* id, const char* title, const char* subtitle, Glyph glyph,
+                        std::vector<std::string> names, SafetyLevel safety,
+                        const std::string& root) {
+    CategoryDef d =
+        make(id, GroupKind::Projects, title, subtitle, glyph, root, ListingKind::Recursive, safety);
+    d.names = std::move(names);
+    d.max_depth = 5;
+    add(std::move(d), false);
+}
+
+void Builder::tool(CategoryDef d) {
+    add(std::move(d), true);
+}
+
+CategoryDef Builder::make(const char* id, GroupKind group, const char* title, const char* subtitle,
+                          Glyph glyph, const std::string& path, ListingKind listing,
+                          SafetyLevel safety) {
+    CategoryDef d;
+    d.id = id;
+    d.group = group;
+    d.title = title;
+    d.subtitle = subtitle;
+    d.glyph = glyph;
+    d.path = path;
+    d.listing = listing;
+    d.safety = safety;
+    return d;
+}
+
+// stat follows links, so a linked folder (~/.m2/repository -> elsewhere)
+// counts as present.
+void Builder::add(CategoryDef d, bool checked) {
+    if (keep_missing ? d.path.empty() : !is_directory(d.path))
+        return;
+    rows.push_back(std::move(d));
+    m_checked.push_back(checked);
+}
+
+namespace {
+
+// The same folder, or one inside the other, compared as text.
+bool overlap(const std::string& a, const std::string& b) {
+    const std::string& shorter = a.size() <= b.size() ? a : b;
+    const std::string& longer = a.size() <= b.size() ? b : a;
+    if (longer.compare(0, shorter.size(), shorter) != 0)
+        return false;
+    return longer.size() == shorter.size() || longer[shorter.size()] == '/' || shorter == "/";
+}
+
+} // namespace
+
+void Builder::drop_overlaps() {
+    std::vector<bool> keep(rows.size(), true);
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        if (!m_checked[i])
+            continue;
+        for (std::size_t j = 0; j < rows.size() && keep[i]; ++j) {
+            if (j == i || rows[j].listing == ListingKind::Recursive)
+                continue;
+            // Toolchain rows after this one are judged against it in their turn.
+            if (m_checked[j] && (j > i || !keep[j]))
+                continue;
+            if (overlap(rows[i].path, rows[j].path))
+                keep[i] = false;
+        }
+    }
+    std::vector<CategoryDef> kept;
+    for (std::size_t i = 0; i < rows.size(); ++i)
+        if (keep[i])
+            kept.push_back(std::move(rows[i]));
+    rows.swap(kept);
+    m_checked.assign(rows.size(), false);
+}
+
+} // namespace catalog_rows
+
+// ---------------------------------------------------------------------------
+// Android SDK discovery
+// ---------------------------------------------------------------------------
+
+namespace {
+
+using catalog_rows::Builder;
+using catalog_rows::h;
+using catalog_rows::is_directory;
+using catalog_rows::xdg;
 
 // The Android SDK root: the first of ANDROID_HOME and ANDROID_SDK_ROOT that
 // names an existing directory, else the usual folders under the home.
@@ -217,62 +344,6 @@ std::string android_sdk(const std::string& home) {
 // ---------------------------------------------------------------------------
 // The rows
 // ---------------------------------------------------------------------------
-
-// Collects the rows; a row is kept only when its folder exists.
-class Builder {
-public:
-    std::vector<CategoryDef> rows;
-
-    void dirs(const char* id, GroupKind group, const char* title, const char* subtitle, Glyph glyph,
-              const std::string& path, SafetyLevel safety, bool keep_newest) {
-        CategoryDef d =
-            make(id, group, title, subtitle, glyph, path, ListingKind::ChildDirectories, safety);
-        d.keep_newest = keep_newest;
-        add(std::move(d));
-    }
-    void items(const char* id, GroupKind group, const char* title, const char* subtitle,
-               Glyph glyph, const std::string& path, SafetyLevel safety) {
-        add(make(id, group, title, subtitle, glyph, path, ListingKind::ChildItems, safety));
-    }
-    void whole(const char* id, GroupKind group, const char* title, const char* subtitle,
-               Glyph glyph, const std::string& path, SafetyLevel safety) {
-        add(make(id, group, title, subtitle, glyph, path, ListingKind::SelfFolder, safety));
-    }
-    void recursive(const char* id, const char* title, const char* subtitle, Glyph glyph,
-                   std::vector<std::string> names, SafetyLevel safety, const std::string& root) {
-        CategoryDef d = make(id, GroupKind::Projects, title, subtitle, glyph, root,
-                             ListingKind::Recursive, safety);
-        d.names = std::move(names);
-        d.max_depth = 5;
-        add(std::move(d));
-    }
-
-private:
-    static CategoryDef make(const char* id, GroupKind group, const char* title,
-                            const char* subtitle, Glyph glyph, const std::string& path,
-                            ListingKind listing, SafetyLevel safety) {
-        CategoryDef d;
-        d.id = id;
-        d.group = group;
-        d.title = title;
-        d.subtitle = subtitle;
-        d.glyph = glyph;
-        d.path = path;
-        d.listing = listing;
-        d.safety = safety;
-        return d;
-    }
-    // stat follows links, so a linked folder (~/.m2/repository -> elsewhere)
-    // counts as present.
-    void add(CategoryDef d) {
-        if (keep_missing ? !d.path.empty() : is_directory(d.path))
-            rows.push_back(std::move(d));
-    }
-
-public:
-    // For the tests: keep the rows whose folder is missing too.
-    bool keep_missing = false;
-};
 
 // The project categories, which all search the projects root. Kept as a
 // table because the names they claim are needed even when the root is missing
@@ -363,15 +434,15 @@ const std::vector<ProjectRow>& project_rows() {
 std::vector<CategoryDef> build_rows(bool keep_missing) {
     using G = GroupKind;
     using S = SafetyLevel;
+    using catalog_rows::under;
     const std::string home = real_home();
     const std::string cache = xdg(home, "XDG_CACHE_HOME", ".cache");
     const std::string data = xdg(home, "XDG_DATA_HOME", ".local/share");
     const std::string config = xdg(home, "XDG_CONFIG_HOME", ".config");
     const std::string sdk = android_sdk(home);
     // A base that could not be found leaves its rows' paths empty: dropped.
-    auto under = [](const std::string& base, const char* rel) {
-        return base.empty() ? std::string() : base + "/" + rel;
-    };
+    const catalog_rows::Bases bases{home, cache, data, config,
+                                    xdg(home, "XDG_STATE_HOME", ".local/state")};
 
     // Titles and subtitles are interface texts, marked for translation; the
     // few that are only a path or a tool's own name ("NDK", "~/.npm/_cacache")
@@ -460,6 +531,7 @@ std::vector<CategoryDef> build_rows(bool keep_missing) {
             S::Safe);
     b.dirs("sbtBoot", G::Java, tr_noop("SBT boot"), "~/.sbt — bootstrapped SBT and Scala versions",
            Glyph::Cube, h(home, ".sbt/boot"), S::Safe, false);
+    catalog_rows::java_rows(b, bases);
 
     b.whole("npmCache", G::JavaScript, tr_noop("npm cache"), "~/.npm/_cacache", Glyph::Box,
             h(home, ".npm/_cacache"), S::Safe);
@@ -484,6 +556,7 @@ std::vector<CategoryDef> build_rows(bool keep_missing) {
            S::Caution, false);
     b.whole("bowerCache", G::JavaScript, tr_noop("Bower cache"),
             tr_noop("Legacy front-end package cache"), Glyph::Box, under(cache, "bower"), S::Safe);
+    catalog_rows::javascript_rows(b, bases);
 
     b.whole("pipCache", G::Python, tr_noop("pip cache"), tr_noop("Downloaded Python packages"),
             Glyph::Snake, under(cache, "pip"), S::Safe);
@@ -493,6 +566,7 @@ std::vector<CategoryDef> build_rows(bool keep_missing) {
             under(cache, "uv"), S::Safe);
     b.dirs("condaPkgs", G::Python, tr_noop("Conda packages"), tr_noop("Unpacked conda packages"),
            Glyph::Box, h(home, ".conda/pkgs"), S::Caution, false);
+    catalog_rows::python_rows(b, bases);
 
     b.dirs("cargoRegistry", G::OtherLangs, tr_noop("Cargo registry"),
            tr_noop("Downloaded and unpacked crates"), Glyph::Box, h(home, ".cargo/registry"),
@@ -516,6 +590,9 @@ std::vector<CategoryDef> build_rows(bool keep_missing) {
            false);
     b.whole("composerCache", G::OtherLangs, tr_noop("Composer cache"),
             tr_noop("PHP dependency cache"), Glyph::Box, under(cache, "composer"), S::Safe);
+    catalog_rows::other_language_rows(b, bases);
+
+    catalog_rows::model_rows(b, bases);
 
     const std::string root = catalog::projects_root();
     for (const ProjectRow& r : project_rows())
@@ -534,6 +611,7 @@ std::vector<CategoryDef> build_rows(bool keep_missing) {
     b.items("crashReports", G::Logs, tr_noop("Crash reports"),
             tr_noop("Crash dumps left by development tools"), Glyph::Doc,
             h(home, ".android/crashes"), S::Safe);
+    b.drop_overlaps();
     return std::move(b.rows);
 }
 
@@ -561,11 +639,19 @@ const std::vector<CategoryDef>& all() {
 const std::vector<std::string>& recursive_skip() {
     // ".local/share" holds a slash and so never equals one folder name; it
     // stays in the list as it always was.
+    // clang-format off
     static const std::vector<std::string> names = {
         ".cache",   ".local",   ".config", ".var",     "snap",    ".steam", ".wine",
         ".gradle",  ".m2",      ".npm",    ".cargo",   ".rustup", ".nuget", ".ivy2",
         ".android", "Android",  "go",      ".git",     ".svn",    ".Trash", ".local/share",
-        "Music",    "Pictures", "Videos",  "Downloads"};
+        "Music",    "Pictures", "Videos",  "Downloads",
+        // The hidden homes of the toolchain rows: version managers and
+        // package stores that hold thousands of folders named like build
+        // output (a "build" in every installed Python), none of them a project.
+        ".pyenv", ".nvm", ".sdkman", ".asdf", ".volta", ".ghcup", ".stack", ".cabal", ".opam",
+        ".julia", ".hex", ".mix", ".konan", ".pub-cache", ".bun", ".ollama", ".terraform.d",
+        ".conan", ".conan2", ".yarn", ".fnm"};
+    // clang-format on
     return names;
 }
 

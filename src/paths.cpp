@@ -48,6 +48,12 @@ std::string& hostfs_probe_dir() {
     return dir;
 }
 
+// The file whose presence marks a Flatpak; only tests change it.
+std::string& flatpak_info_path() {
+    static std::string path = "/.flatpak-info";
+    return path;
+}
+
 } // namespace
 
 std::string real_home() {
@@ -84,7 +90,7 @@ bool running_in_snap() {
 bool running_in_flatpak() {
     static const bool in_flatpak = [] {
         struct stat st {};
-        return stat("/.flatpak-info", &st) == 0;
+        return stat(flatpak_info_path().c_str(), &st) == 0;
     }();
     return in_flatpak;
 }
@@ -155,6 +161,10 @@ namespace paths_testing {
 
 void set_hostfs_probe_dir(const std::string& dir) {
     hostfs_probe_dir() = dir;
+}
+
+void set_flatpak_info_path(const std::string& path) {
+    flatpak_info_path() = path;
 }
 
 } // namespace paths_testing

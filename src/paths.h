@@ -60,4 +60,9 @@ namespace paths_testing {
 // to_display_path() stays "/var/lib/snapd/hostfs".
 void set_hostfs_probe_dir(const std::string& dir);
 
+// Makes running_in_flatpak() look for `path` instead of "/.flatpak-info", so
+// a test can stand in a file of its own for the Flatpak's marker. The same
+// rules as above: before the first running_in_flatpak() call of the process.
+void set_flatpak_info_path(const std::string& path);
+
 } // namespace paths_testing

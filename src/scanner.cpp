@@ -113,6 +113,14 @@ Stat lstat_of(const std::string& path) {
 
 namespace {
 
+// Whether the folder `name` inside the open directory holds an entry called
+// `entry` (of any kind, not followed).
+bool holds_entry(int dir_fd, const char* name, const std::string& entry) {
+    const std::string rel = std::string(name) + "/" + entry;
+    struct stat st {};
+    return fstatat(dir_fd, rel.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0;
+}
+
 // The entries directly inside the category's folder; hidden ones are never
 // offered.
 std::vector<ScannedInfo> children(const CategoryDef& def, bool dirs_only,
@@ -135,6 +143,8 @@ std::vector<ScannedInfo> children(const CategoryDef& def, bool dirs_only,
         const scanner::Stat st = stat_at(fd, name);
         if (!st.ok || st.is_link || (dirs_only && !st.is_dir))
             return true;
+        if (!def.holds.empty() && !holds_entry(fd, name, def.holds))
+            return true;
         ScannedInfo info;
         info.path = to_display_path(dir + "/" + name);
         info.name = name;
@@ -146,6 +156,26 @@ std::vector<ScannedInfo> children(const CategoryDef& def, bool dirs_only,
         return true;
     });
     close(fd);
+    return out;
+}
+
+// Version managers keep <tool>/<version>: every folder two levels down is an
+// item, named "<tool>/<version>". Links (SDKMAN's "current", mise's aliases)
+// and hidden entries are left out at both levels, as children() does.
+std::vector<ScannedInfo> tool_versions(const CategoryDef& def, std::atomic<bool>* cancel) {
+    std::vector<ScannedInfo> out;
+    CategoryDef tools = def;
+    tools.holds.clear();
+    for (const ScannedInfo& tool : children(tools, true, cancel)) {
+        if (stopped(cancel))
+            break;
+        CategoryDef versions = tools;
+        versions.path = tool.path;
+        for (ScannedInfo& v : children(versions, true, cancel)) {
+            v.name = tool.name + "/" + v.name;
+            out.push_back(std::move(v));
+        }
+    }
     return out;
 }
 
@@ -381,6 +411,8 @@ std::vector<ScannedInfo> list(const CategoryDef& def, std::atomic<bool>* cancel)
         return self_folder(def);
     case ListingKind::Recursive:
         return recursive(def, cancel);
+    case ListingKind::ToolVersions:
+        return tool_versions(def, cancel);
     }
     return {};
 }

@@ -161,6 +161,25 @@ TEST(Scan, TheNewestVersionIsKeptAndRisky) {
     EXPECT_EQ(rust->items[0].name, "1.2.0-x86_64");
 }
 
+TEST(Scan, AVersionManagerKeepsTheNewestVersionOfEachTool) {
+    test_env::TempHome home;
+    for (const char* v : {"nodejs/18.19.0", "nodejs/20.11.1", "nodejs/9.11.2", "python/3.12.1",
+                          "python/3.9.18", "ruby/3.3.0"})
+        write_file(home.path("home/.asdf/installs/") + v + "/bin/tool", 1000);
+    App app;
+    app.start_scan();
+    ASSERT_TRUE(wait_for_scan(app));
+    const CatState* asdf = cat(app, "asdfInstalls");
+    ASSERT_NE(asdf, nullptr);
+    ASSERT_EQ(asdf->items.size(), 6u);
+    for (const Item& it : asdf->items) {
+        const bool newest =
+            it.name == "nodejs/20.11.1" || it.name == "python/3.12.1" || it.name == "ruby/3.3.0";
+        EXPECT_EQ(it.keep_hint, newest) << it.name;
+        EXPECT_EQ(it.safety, newest ? SafetyLevel::Risky : SafetyLevel::Caution) << it.name;
+    }
+}
+
 TEST(Scan, ASingleVersionIsMeasuredAndKept) {
     test_env::TempHome home;
     write_file(home.path("home/.rustup/toolchains/stable/bin/cargo"), 10000);
@@ -589,8 +608,15 @@ TEST(ScanProjects, AHomeHoldingEveryRowIsScannedWithOneWalkOfTheProjectsFolder) 
             ++project_rows;
             continue;
         }
-        // Something in each, so that every row has an entry to list and measure.
-        write_file(d.path + "/entry/f", 100);
+        // Something in each, so that every row has an entry to list and
+        // measure: a version inside a tool for the version managers, a
+        // folder holding what the row asks of its entries.
+        if (d.listing == ListingKind::ToolVersions)
+            write_file(d.path + "/tool/1.0/f", 100);
+        else if (!d.holds.empty())
+            write_file(d.path + "/entry/" + d.holds + "/f", 100);
+        else
+            write_file(d.path + "/entry/f", 100);
     }
     ASSERT_GE(project_rows, 11);
     // Projects holding every kind the search looks for, each proven.

@@ -4,6 +4,7 @@
 
 #include "catalog.h"
 
+#include "catalog_toolchains_table.h"
 #include "fs_fixture.h"
 #include "test_env.h"
 
@@ -218,6 +219,7 @@ TEST(CatalogTables, GroupsHaveTheirTitlesGlyphsAndColours) {
                         {G::JavaScript, "JavaScript & Node", Gl::Box, "#FF3D91"},
                         {G::Python, "Python", Gl::Snake, "#FF7EB0"},
                         {G::OtherLangs, "Rust, Go & others", Gl::Gear, "#FF9C6B"},
+                        {G::Models, "AI models & data", Gl::Chip, "#C8553D"},
                         {G::Projects, "Your projects", Gl::Folder, "#FF599E"},
                         {G::Logs, "Logs", Gl::Doc, "#FFD93D"}};
     for (const Row& r : rows) {
@@ -510,14 +512,17 @@ TEST(CatalogCache, ClaimedNamesDoNotDependOnTheRootExisting) {
     EXPECT_EQ(catalog::recursive_claimed().size(), 30u);
 }
 
-TEST(CatalogCache, SkipListIsTheTwentyFiveNamesInOrder) {
+TEST(CatalogCache, SkipListIsTheTwentyFiveNamesThenTheToolHomesInOrder) {
     EXPECT_EQ(
         catalog::recursive_skip(),
-        (std::vector<std::string>{".cache",       ".local",  ".config",  ".var",   "snap",
-                                  ".steam",       ".wine",   ".gradle",  ".m2",    ".npm",
-                                  ".cargo",       ".rustup", ".nuget",   ".ivy2",  ".android",
-                                  "Android",      "go",      ".git",     ".svn",   ".Trash",
-                                  ".local/share", "Music",   "Pictures", "Videos", "Downloads"}));
+        (std::vector<std::string>{
+            ".cache",   ".local",   ".config", ".var",       "snap",    ".steam",  ".wine",
+            ".gradle",  ".m2",      ".npm",    ".cargo",     ".rustup", ".nuget",  ".ivy2",
+            ".android", "Android",  "go",      ".git",       ".svn",    ".Trash",  ".local/share",
+            "Music",    "Pictures", "Videos",  "Downloads",  ".pyenv",  ".nvm",    ".sdkman",
+            ".asdf",    ".volta",   ".ghcup",  ".stack",     ".cabal",  ".opam",   ".julia",
+            ".hex",     ".mix",     ".konan",  ".pub-cache", ".bun",    ".ollama", ".terraform.d",
+            ".conan",   ".conan2",  ".yarn",   ".fnm"}));
 }
 
 // ---------------------------------------------------------------------------
@@ -580,6 +585,15 @@ TEST(CatalogSnapRecipe, GrantsEveryHiddenFolderTheCatalogLooksInAndNoOther) {
     for (const std::string& g : granted) {
         // The Android SDK's third usual place; the next test finds its rows there.
         if (g == home + "/.android-sdk")
+            continue;
+        // The toolchain rows' folders, which this home does not make; the
+        // toolchain tests find each of those rows there.
+        bool toolchain = false;
+        for (const toolchain_table::ToolRow& r : toolchain_table::rows())
+            toolchain = toolchain || g == toolchain_table::default_path(r, home);
+        for (const std::string& alt : toolchain_table::alternatives())
+            toolchain = toolchain || g == home + "/" + alt;
+        if (toolchain)
             continue;
         EXPECT_TRUE(std::any_of(all.begin(), all.end(),
                                 [&](const CategoryDef& d) { return covers(g, d.path); }))

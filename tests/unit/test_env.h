@@ -6,6 +6,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace test_env {
 
@@ -13,7 +14,10 @@ class TempHome {
 public:
     // Creates a fresh folder under TMPDIR (or /tmp) and points HOME,
     // XDG_CONFIG_HOME, XDG_CACHE_HOME, XDG_DATA_HOME and XDG_RUNTIME_DIR into
-    // it, and DBUS_SESSION_BUS_ADDRESS at a bus that does not exist.
+    // it, and DBUS_SESSION_BUS_ADDRESS at a bus that does not exist. Removes
+    // XDG_STATE_HOME and the variables that move a tool's folders
+    // (PYENV_ROOT, OLLAMA_MODELS, ...), which would lead the catalog out of
+    // the temporary home to the machine's own toolchains.
     TempHome();
     // Restores the variables and removes the folder with everything in it.
     ~TempHome();
@@ -30,7 +34,7 @@ private:
         bool was_set;
         std::string value;
     };
-    Saved m_saved[6];
+    std::vector<Saved> m_saved;
 };
 
 // Sets (or, with nullptr, removes) one environment variable for the life of

@@ -57,7 +57,7 @@ bool flag_set(const char* var, bool empty_counts) {
 
 void python_rows(Builder& b, const Bases& base) {
     row(b, "pyenvVersions", G::Python, tr_noop("pyenv versions"),
-        tr_noop("Python builds installed by pyenv (the newest is kept)"), Glyph::Snake,
+        tr_noop("Python builds installed by pyenv (the one in use is kept)"), Glyph::Snake,
         under(tool_dir("PYENV_ROOT", h(base.home, ".pyenv")), "versions"), L::ChildDirectories,
         S::Caution, true);
     row(b, "pipenvVenvs", G::Python, tr_noop("Pipenv environments"),
@@ -86,7 +86,7 @@ void javascript_rows(Builder& b, const Bases& base) {
         {h(base.home, ".nvm/versions/node"), under(base.config, "nvm/versions/node")});
     const std::string nvm_var = tool_dir("NVM_DIR", "");
     row(b, "nvmNode", G::JavaScript, tr_noop("nvm Node versions"),
-        tr_noop("Node.js versions installed by nvm (the newest is kept)"), Glyph::Layers,
+        tr_noop("Node.js versions installed by nvm (the one in use is kept)"), Glyph::Layers,
         nvm_var.empty() ? nvm_default : nvm_var + "/versions/node", L::ChildDirectories, S::Caution,
         true);
     // fnm keeps using ~/.fnm when only that exists.
@@ -120,7 +120,7 @@ void javascript_rows(Builder& b, const Bases& base) {
 
 void java_rows(Builder& b, const Bases& base) {
     row(b, "sdkmanCandidates", G::Java, tr_noop("SDKMAN! candidates"),
-        tr_noop("JDKs and tools installed by SDKMAN! (the newest of each is kept)"), Glyph::Layers,
+        tr_noop("JDKs and tools installed by SDKMAN! (those in use are kept)"), Glyph::Layers,
         under(tool_dir("SDKMAN_DIR", h(base.home, ".sdkman")), "candidates"), L::ToolVersions,
         S::Caution, true);
     row(b, "konanData", G::Java, tr_noop("Kotlin/Native toolchains"),
@@ -134,11 +134,11 @@ void java_rows(Builder& b, const Bases& base) {
 
 void other_language_rows(Builder& b, const Bases& base) {
     row(b, "asdfInstalls", G::OtherLangs, tr_noop("asdf installs"),
-        tr_noop("Tool versions installed by asdf (the newest of each is kept)"), Glyph::Layers,
+        tr_noop("Tool versions installed by asdf (those in use are kept)"), Glyph::Layers,
         under(tool_dir("ASDF_DATA_DIR", h(base.home, ".asdf")), "installs"), L::ToolVersions,
         S::Caution, true);
     row(b, "miseInstalls", G::OtherLangs, tr_noop("mise installs"),
-        tr_noop("Tool versions installed by mise (the newest of each is kept)"), Glyph::Layers,
+        tr_noop("Tool versions installed by mise (those in use are kept)"), Glyph::Layers,
         under(tool_dir("MISE_DATA_DIR", under(base.data, "mise")), "installs"), L::ToolVersions,
         S::Caution, true);
     row(b, "bazelCache", G::OtherLangs, tr_noop("Bazel output"),

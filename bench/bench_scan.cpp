@@ -13,6 +13,7 @@
 // Nothing outside that folder is written or removed.
 
 #include "app.h"
+#include "catalog.h"
 #include "fixture_home.h"
 #include "scanner.h"
 
@@ -55,6 +56,9 @@ void point_home_at(const std::string& root) {
     unsetenv("ANDROID_HOME");
     unsetenv("ANDROID_SDK_ROOT");
     unsetenv("SNAP_REAL_HOME");
+    // The machine's own toolchains (a PYENV_ROOT, say) are not the fixture's.
+    for (const char* name : catalog::tool_variables())
+        unsetenv(name);
 }
 
 struct Found {

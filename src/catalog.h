@@ -136,6 +136,13 @@ const std::vector<std::string>& recursive_skip();
 // The names the project categories look for, each once, in catalog order.
 const std::vector<std::string>& recursive_claimed();
 
+// Every environment variable, besides HOME and the XDG base folders, by
+// which a developer's tools move what the catalog looks at (PYENV_ROOT,
+// OLLAMA_MODELS, ...) or say what they use. The program reads them where it
+// builds its rows; the list lets a test or a benchmark start without the
+// values of the machine it runs on.
+const std::vector<const char*>& tool_variables();
+
 // The evidence table of the project search, built once. Adding a kind of
 // build output is adding a row here.
 const std::vector<ArtefactRule>& artefact_rules();

@@ -258,3 +258,21 @@ void model_rows(Builder& b, const Bases& base) {
 }
 
 } // namespace catalog_rows
+
+namespace catalog {
+
+const std::vector<const char*>& tool_variables() {
+    static const std::vector<const char*> names = {
+        "XDG_STATE_HOME", "PYENV_ROOT", "WORKON_HOME", "POETRY_VIRTUALENVS_PATH",
+        "PRE_COMMIT_HOME", "NVM_DIR", "FNM_DIR", "VOLTA_HOME", "DENO_DIR", "BUN_INSTALL",
+        "BUN_INSTALL_CACHE_DIR", "SDKMAN_DIR", "KONAN_DATA_DIR", "ASDF_DATA_DIR",
+        "ASDF_DEFAULT_TOOL_VERSIONS_FILENAME", "MISE_DATA_DIR", "MISE_CONFIG_DIR",
+        "MISE_GLOBAL_CONFIG_FILE", "BAZELISK_HOME", "PUB_CACHE", "GHCUP_INSTALL_BASE_PREFIX",
+        "GHCUP_USE_XDG_DIRS", "STACK_ROOT", "STACK_XDG", "CABAL_DIR", "OPAMROOT",
+        "JULIA_DEPOT_PATH", "ZIG_GLOBAL_CACHE_DIR", "HEX_HOME", "MIX_HOME", "TF_PLUGIN_CACHE_DIR",
+        "VCPKG_DEFAULT_BINARY_CACHE", "CONAN_HOME", "CONAN_USER_HOME", "HF_HOME", "HF_HUB_CACHE",
+        "TORCH_HOME", "OLLAMA_MODELS"};
+    return names;
+}
+
+} // namespace catalog

@@ -1,5 +1,7 @@
 #include "test_env.h"
 
+#include "catalog.h"
+
 #include <cstdlib>
 #include <fstream>
 #include <grp.h>
@@ -18,43 +20,7 @@ namespace {
 const char* const VARS[5] = {"HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME",
                              "XDG_RUNTIME_DIR"};
 
-// Set on a developer's machine, these would take the catalog to the real
-// toolchains; every test starts without them and sets what it needs.
-const char* const CLEARED[] = {"XDG_STATE_HOME",
-                               "PYENV_ROOT",
-                               "WORKON_HOME",
-                               "POETRY_VIRTUALENVS_PATH",
-                               "PRE_COMMIT_HOME",
-                               "NVM_DIR",
-                               "FNM_DIR",
-                               "VOLTA_HOME",
-                               "DENO_DIR",
-                               "BUN_INSTALL",
-                               "BUN_INSTALL_CACHE_DIR",
-                               "SDKMAN_DIR",
-                               "KONAN_DATA_DIR",
-                               "ASDF_DATA_DIR",
-                               "MISE_DATA_DIR",
-                               "BAZELISK_HOME",
-                               "PUB_CACHE",
-                               "GHCUP_INSTALL_BASE_PREFIX",
-                               "GHCUP_USE_XDG_DIRS",
-                               "STACK_ROOT",
-                               "STACK_XDG",
-                               "CABAL_DIR",
-                               "OPAMROOT",
-                               "JULIA_DEPOT_PATH",
-                               "ZIG_GLOBAL_CACHE_DIR",
-                               "HEX_HOME",
-                               "MIX_HOME",
-                               "TF_PLUGIN_CACHE_DIR",
-                               "VCPKG_DEFAULT_BINARY_CACHE",
-                               "CONAN_HOME",
-                               "CONAN_USER_HOME",
-                               "HF_HOME",
-                               "HF_HUB_CACHE",
-                               "TORCH_HOME",
-                               "OLLAMA_MODELS"};
+
 
 std::string temp_base() {
     const char* t = std::getenv("TMPDIR");
@@ -86,7 +52,9 @@ TempHome::TempHome() {
     const char* bus = std::getenv("DBUS_SESSION_BUS_ADDRESS");
     m_saved.push_back({"DBUS_SESSION_BUS_ADDRESS", bus != nullptr, bus ? bus : ""});
     setenv("DBUS_SESSION_BUS_ADDRESS", ("unix:path=" + m_root + "/no-bus").c_str(), 1);
-    for (const char* name : CLEARED) {
+    // Set on a developer's machine, the tools' own variables would take the
+    // catalog to the real toolchains; every test starts without them.
+    for (const char* name : catalog::tool_variables()) {
         const char* old = std::getenv(name);
         m_saved.push_back({name, old != nullptr, old ? old : ""});
         unsetenv(name);

@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <future>
 #include <cstring>
 #include <map>
 #include <set>
@@ -312,19 +313,31 @@ TEST(ScannerProjectWalk, TheWalkNotesTheFilesAskedForWhereItGoes) {
                          root + "/elsewhere/.python-version"}));
 }
 
+namespace {
+// Holds the walk at the first file it is asked about until the test lets go,
+// so that the deadline surely passes first.
+std::promise<void> g_release;
+std::shared_future<void> g_gate = g_release.get_future().share();
+bool held_at_first_file(const char*) {
+    g_gate.wait();
+    return false;
+}
+} // namespace
+
 TEST(ScannerProjectWalk, AGuardedWalkGivenUpLeavesEveryRowEmpty) {
     test_env::TempHome home;
     make_projects(home.path("home"));
     const std::vector<CategoryDef> rows = project_rows();
     std::atomic<bool> cancel{false};
     const scanner::ProjectFinds finds =
-        scanner::find_in_projects_guarded(rows, nullptr, 0.0, &cancel);
+        scanner::find_in_projects_guarded(rows, held_at_first_file, 0.05, &cancel);
     ASSERT_EQ(finds.found.size(), rows.size());
     for (const auto& f : finds.found)
         EXPECT_TRUE(f.empty());
     // The walk given up goes on in the background until it sees the cancel;
     // it must be gone before the test's home is.
     cancel = true;
+    g_release.set_value();
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
     while (scanner_testing::live_guard_states() != 0 && std::chrono::steady_clock::now() < end)
         std::this_thread::sleep_for(std::chrono::milliseconds(5));

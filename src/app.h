@@ -13,6 +13,7 @@
 #pragma once
 
 #include "catalog.h"
+#include "disk_space.h"
 #include "evidence.h"
 #include "git_repo.h"
 #include "scanner.h"
@@ -343,6 +344,10 @@ public:
     void do_clean();
     // Removes the deleted entries from the results; the caller holds m_mutex.
     void apply_deletion(const shell_ops::DeleteResult& result);
+    // The status after a deletion: what the file systems gained, and beside
+    // it what was expected when the two differ; the expected sum alone when
+    // the gain could not be read.
+    std::string freed_status(const disk_space::Result& r) const;
     void show_dialog(const std::string& title, const std::string& message,
                      std::vector<DialogButton> buttons);
     // Shows the path in the file manager, or says where it is when no file
@@ -549,7 +554,10 @@ public:
     std::string m_status_message;
     // The message is a failure's reason, an untranslated interface text.
     bool m_status_failed = false;
-    int64_t m_freed_bytes = 0;
+    int64_t m_freed_bytes = 0; // the sum of the deleted entries' measured sizes
+    // What the file systems holding them gained, read with statvfs around
+    // the deletion; -1 when it could not be read.
+    int64_t m_gained_bytes = -1;
     std::vector<std::string> m_failed_paths;
     bool m_failed_dialog_pending = false;
     std::vector<Item> m_manual;

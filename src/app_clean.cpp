@@ -9,6 +9,7 @@
 #include "app.h"
 
 #include "deletion_guard.h"
+#include "disk_space.h"
 #include "evidence.h"
 #include "format.h"
 #include "i18n.h"
@@ -16,6 +17,7 @@
 #include "paths.h"
 #include "shell_ops.h"
 
+#include <algorithm>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -174,6 +176,12 @@ void App::do_clean() {
     if (paths.empty())
         return;
 
+    // Free space is read just before and just after, on each file system
+    // that holds a ticked path, so that the status can say what the disk
+    // really gained.
+    disk_space::Plan disk = disk_space::group(paths, disk_space::device_of_folder);
+    disk_space::take_before(disk, disk_space::free_space);
+
     // The scan is a while ago by now: just before each path goes, git is
     // asked again whether it tracks anything there, and the running programs
     // whether one of them works inside it.
@@ -185,6 +193,7 @@ void App::do_clean() {
                 return in_use::REASON;
             return nullptr;
         });
+    disk_space::take_after(disk, disk_space::free_space_settled);
 
     {
         std::lock_guard<std::mutex> lock(m_mutex);
@@ -192,13 +201,20 @@ void App::do_clean() {
         int64_t freed = 0;
         for (const std::string& p : result.deleted) {
             const auto found = chosen.find(p);
-            if (found != chosen.end() && found->second.size > 0)
-                freed += found->second.size;
+            const int64_t size = found != chosen.end() ? found->second.size : 0;
+            if (size > 0)
+                freed += size;
+            // A size cut short (by the scan's deadline, say) is no measure to
+            // hold the disk's gain against.
+            const bool measured = found != chosen.end() && found->second.size_known;
+            disk_space::count_deleted(disk, p, measured ? size : 0);
         }
         m_freed_bytes = freed;
+        const disk_space::Result gain = disk_space::compare(disk);
+        m_gained_bytes = gain.known ? gain.gained : -1;
         if (result.failed_count == 0) {
             if (!result.deleted.empty()) {
-                m_status_message = I18n::instance().trf("%s freed", ltr(fmt::bytes(freed)).c_str());
+                m_status_message = freed_status(gain);
                 m_status_failed = false;
             }
         } else {
@@ -237,6 +253,19 @@ void App::do_clean() {
         }
     }
     m_dirty = true;
+}
+
+std::string App::freed_status(const disk_space::Result& r) const {
+    const I18n& i18n = I18n::instance();
+    if (!r.known)
+        return i18n.trf("%s freed", ltr(fmt::bytes(r.expected)).c_str());
+    // Another program writing meanwhile can eat all of the gain and more;
+    // nothing is shown as freed below zero.
+    const int64_t gained = std::max<int64_t>(r.gained, 0);
+    if (!r.differ)
+        return i18n.trf("%s freed", ltr(fmt::bytes(gained)).c_str());
+    return i18n.trf("%s freed, not %s: another app may have written",
+                    ltr(fmt::bytes(gained)).c_str(), ltr(fmt::bytes(r.expected)).c_str());
 }
 
 void App::apply_deletion(const shell_ops::DeleteResult& result) {

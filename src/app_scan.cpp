@@ -98,6 +98,7 @@ void App::start_scan() {
         m_status_message.clear();
         m_status_failed = false;
         m_freed_bytes = 0;
+        m_gained_bytes = -1;
     }
     m_repos = std::make_shared<git_repo::Cache>();
     m_cancel = false;

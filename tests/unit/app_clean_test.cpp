@@ -4,6 +4,7 @@
 // checked with safe_to_delete() before it is handed over.
 
 #include "app.h"
+#include "disk_space.h"
 #include "format.h"
 #include "fs_fixture.h"
 #include "git_fixture.h"
@@ -16,9 +17,11 @@
 
 #include <gtest/gtest.h>
 
+#include <dirent.h>
 #include <fstream>
 #include <sstream>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <thread>
 #include <unistd.h>
 
@@ -61,6 +64,12 @@ struct Outcome {
     int code = -1;
     std::string status;
     int64_t freed = -1;
+    int64_t gained = -2;
+    // Free bytes of the test folder's file system, read by the test itself
+    // just before and just after do_clean.
+    int64_t disk_before = -1;
+    int64_t disk_after = -1;
+    int64_t disk_block = 0;
     bool pending = false;
     bool status_failed = false;
     std::vector<std::string> items;  // "category-id path selected"
@@ -72,6 +81,7 @@ std::string encode(const App& app) {
     std::ostringstream out;
     out << "status\t" << app.m_status_message << "\n";
     out << "freed\t" << app.m_freed_bytes << "\n";
+    out << "gained\t" << app.m_gained_bytes << "\n";
     out << "pending\t" << (app.m_failed_dialog_pending ? 1 : 0) << "\n";
     out << "status_failed\t" << (app.m_status_failed ? 1 : 0) << "\n";
     for (const CatState& c : app.m_cats)
@@ -99,6 +109,14 @@ Outcome decode(int code, const std::string& text) {
             o.status = value;
         else if (key == "freed")
             o.freed = std::stoll(value);
+        else if (key == "gained")
+            o.gained = std::stoll(value);
+        else if (key == "disk_before")
+            o.disk_before = std::stoll(value);
+        else if (key == "disk_after")
+            o.disk_after = std::stoll(value);
+        else if (key == "disk_block")
+            o.disk_block = std::stoll(value);
         else if (key == "pending")
             o.pending = value == "1";
         else if (key == "status_failed")
@@ -111,6 +129,36 @@ Outcome decode(int code, const std::string& text) {
             o.failed.push_back(value);
     }
     return o;
+}
+
+// The free bytes of the file system holding folder, read the way a person
+// would check (statvfs); -1 when unread. No syncfs here: the program syncs
+// right before its own reading after the deletion, and a sync's wait here
+// would only widen the gap between the two readings.
+int64_t free_bytes(const std::string& folder, int64_t& block) {
+    struct statvfs vfs {};
+    if (statvfs(folder.c_str(), &vfs) != 0)
+        return -1;
+    block = static_cast<int64_t>(vfs.f_frsize);
+    return static_cast<int64_t>(vfs.f_bfree) * block;
+}
+
+// The bytes a tree holds on disk, as du counts them (512-byte blocks).
+int64_t allocated(const std::string& path) {
+    struct stat st {};
+    if (lstat(path.c_str(), &st) != 0)
+        return 0;
+    int64_t sum = static_cast<int64_t>(st.st_blocks) * 512;
+    if (S_ISDIR(st.st_mode))
+        if (DIR* d = opendir(path.c_str())) {
+            while (const dirent* e = readdir(d)) {
+                const std::string n = e->d_name;
+                if (n != "." && n != "..")
+                    sum += allocated(path + "/" + n);
+            }
+            closedir(d);
+        }
+    return sum;
 }
 
 constexpr int SEAL_FAILED = 90;
@@ -142,8 +190,12 @@ Outcome clean_sealed(const test_env::TempHome& t, std::vector<CatState> cats,
         App app;
         app.m_cats = cats;
         app.m_manual = manual_before;
+        int64_t block = 0;
+        const int64_t before = free_bytes(root, block);
         app.do_clean();
-        return encode(app);
+        const int64_t after = free_bytes(root, block);
+        return encode(app) + "disk_before\t" + std::to_string(before) + "\ndisk_after\t" +
+               std::to_string(after) + "\ndisk_block\t" + std::to_string(block) + "\n";
     });
     EXPECT_EQ(c.exit_code, 0) << "the deleting child ended with " << c.exit_code;
     return decode(c.exit_code, c.output);
@@ -322,12 +374,72 @@ TEST(AppClean, TickedEntriesGoTheRestStaysAndTheFreedAmountIsReported) {
     EXPECT_FALSE(exists(cache + "/c"));
     EXPECT_EQ(o.items, std::vector<std::string>{"npm " + cache + "/b 0"});
     EXPECT_EQ(o.freed, 4096 + 12288);
+    // The status leads with what the disk gained; whether the expected sum
+    // stands beside it depends on what else wrote to the disk meanwhile.
+    ASSERT_NE(o.gained, -1) << "the test folder's file system could be read";
     const App plain; // English, left to right
-    EXPECT_EQ(o.status,
-              I18n::instance().trf("%s freed", plain.ltr(fmt::bytes(4096 + 12288)).c_str()));
+    const std::string gained = plain.ltr(fmt::bytes(std::max<int64_t>(o.gained, 0)));
+    EXPECT_EQ(o.status.rfind(I18n::instance().trf("%s freed", gained.c_str()), 0), 0u) << o.status;
     EXPECT_FALSE(o.pending);
     EXPECT_FALSE(o.status_failed);
     EXPECT_TRUE(o.manual.empty());
+}
+
+TEST(AppClean, TheReportedGainIsWhatStatvfsSawAroundTheDeletion) {
+    test_env::TempHome t;
+    const std::string cache = t.path("home/.cache-fixture");
+    make_dir(cache);
+    // Real data (not sparse), enough that the gain stands well above the
+    // file system's noise: 16 MiB in two entries, and one entry that stays.
+    const std::string mib(1024 * 1024, 'x');
+    for (const char* n : {"a", "b", "keep"}) {
+        make_dir(cache + "/" + n);
+        for (int k = 0; k < 8; ++k) {
+            std::ofstream out(cache + "/" + n + "/blob" + std::to_string(k));
+            out << mib;
+        }
+    }
+    CatState c = folder_category("npm", cache);
+    // Sizes as the scan measures them (du's blocks), so the expected sum is
+    // what the disk should give back.
+    const int64_t size_a = allocated(cache + "/a");
+    const int64_t size_b = allocated(cache + "/b");
+    ASSERT_GE(size_a, 8 * 1024 * 1024);
+    c.items = {entry(cache + "/a", size_a), entry(cache + "/b", size_b),
+               entry(cache + "/keep", allocated(cache + "/keep"))};
+    c.items[0].selected = true;
+    c.items[1].selected = true;
+
+    const Outcome o = clean_sealed(t, {c});
+    ASSERT_EQ(o.code, 0);
+    EXPECT_FALSE(exists(cache + "/a"));
+    EXPECT_FALSE(exists(cache + "/b"));
+    EXPECT_TRUE(exists(cache + "/keep/blob7"));
+    EXPECT_EQ(o.freed, size_a + size_b);
+    ASSERT_GE(o.disk_before, 0);
+    ASSERT_GE(o.disk_after, 0);
+    ASSERT_NE(o.gained, -1) << "the program could read the free space";
+
+    // The test's readings enclose the program's: between them run only the
+    // collecting of the ticked paths before, and the applying of the outcome
+    // after, a few milliseconds. What the file system does in them for its
+    // own bookkeeping (a journal or tree block, a freed block it hands back
+    // late) is a handful of blocks; another program writing in them could
+    // add more, but not in the usual case. 64 blocks allow for that.
+    // Anything that wrote to the disk during the deletion itself is seen by
+    // both readings alike.
+    const int64_t seen = o.disk_after - o.disk_before;
+    EXPECT_NEAR(static_cast<double>(o.gained), static_cast<double>(seen),
+                64.0 * static_cast<double>(o.disk_block))
+        << "program " << o.gained << ", statvfs " << seen;
+    // And it is this deletion that is measured, not some other file system:
+    // at least half of the 16 MiB comes back even on a disk others use.
+    EXPECT_GE(o.gained, (size_a + size_b) / 2);
+    const App plain;
+    EXPECT_EQ(o.status.rfind(
+                  I18n::instance().trf("%s freed", plain.ltr(fmt::bytes(o.gained)).c_str()), 0),
+              0u)
+        << o.status;
 }
 
 TEST(AppClean, TheSamePathTickedInTwoCategoriesIsDeletedAndCountedOnce) {
@@ -708,4 +820,119 @@ TEST(AppConfirm, TheDialogSaysHowManyTickedEntriesAreMarkedCautionOrRisky) {
     app.confirm_clean();
     EXPECT_EQ(app.m_dialog_message.find("of them marked"), std::string::npos)
         << app.m_dialog_message;
+}
+
+// ---------------------------------------------------------------------------
+// The status after a deletion, from made-up readings of two file systems
+// ---------------------------------------------------------------------------
+
+namespace {
+
+constexpr int64_t MiB = 1024 * 1024;
+
+// Two entries on /a and one on /b, deleted with the given expected sizes,
+// while the two file systems gained gain_a and gain_b.
+disk_space::Result made_up_result(int64_t gain_a, int64_t gain_b, bool readable = true) {
+    const disk_space::DeviceOf device = [](const std::string& folder, uint64_t& dev) {
+        dev = folder.rfind("/a", 0) == 0 ? 1 : 2;
+        return true;
+    };
+    disk_space::Plan plan = disk_space::group({"/a/x/1", "/a/x/2", "/b/y/3"}, device);
+    const auto reading = [readable](int64_t free) {
+        return [readable, free](const std::string&) {
+            disk_space::Snapshot s;
+            s.ok = readable;
+            s.free = free;
+            s.block = 4096;
+            return s;
+        };
+    };
+    disk_space::take_before(plan, reading(100 * MiB));
+    disk_space::take_after(plan, [&](const std::string& folder) {
+        return reading(100 * MiB + (folder == "/a/x" ? gain_a : gain_b))(folder);
+    });
+    disk_space::count_deleted(plan, "/a/x/1", 30 * MiB);
+    disk_space::count_deleted(plan, "/a/x/2", 10 * MiB);
+    disk_space::count_deleted(plan, "/b/y/3", 20 * MiB);
+    return disk_space::compare(plan);
+}
+
+} // namespace
+
+TEST(AppFreedStatus, WhenTheDiskGainedWhatWasExpectedOnlyTheGainIsShown) {
+    test_env::TempHome t;
+    const App app;
+    // 60 MiB expected; the two file systems gained 60 MiB and 12 KB more,
+    // well inside what their bookkeeping may account elsewhere.
+    const disk_space::Result r = made_up_result(40 * MiB + 12 * 1024, 20 * MiB);
+    ASSERT_FALSE(r.differ);
+    EXPECT_EQ(app.freed_status(r),
+              I18n::instance().trf("%s freed", fmt::bytes(60 * MiB + 12 * 1024).c_str()));
+}
+
+TEST(AppFreedStatus, WhenTheyDifferBothAreShownAndAnotherProgramIsNamed) {
+    test_env::TempHome t;
+    const App app;
+    // 60 MiB expected, 45 MiB came back: something wrote 15 MiB meanwhile.
+    const disk_space::Result r = made_up_result(40 * MiB, 5 * MiB);
+    ASSERT_TRUE(r.differ);
+    const std::string status = app.freed_status(r);
+    EXPECT_EQ(status,
+              I18n::instance().trf("%s freed, not %s: another app may have written",
+                                   fmt::bytes(45 * MiB).c_str(), fmt::bytes(60 * MiB).c_str()));
+    EXPECT_NE(status.find("another app"), std::string::npos);
+}
+
+TEST(AppFreedStatus, MoreThanExpectedIsADifferenceToo) {
+    test_env::TempHome t;
+    const App app;
+    const disk_space::Result r = made_up_result(40 * MiB, 60 * MiB);
+    ASSERT_TRUE(r.differ);
+    EXPECT_EQ(app.freed_status(r),
+              I18n::instance().trf("%s freed, not %s: another app may have written",
+                                   fmt::bytes(100 * MiB).c_str(), fmt::bytes(60 * MiB).c_str()));
+}
+
+TEST(AppFreedStatus, AGainEatenByAnotherProgramShowsNothingFreedNotLessThanNothing) {
+    test_env::TempHome t;
+    const App app;
+    const disk_space::Result r = made_up_result(-70 * MiB, 0);
+    ASSERT_TRUE(r.differ);
+    EXPECT_EQ(app.freed_status(r),
+              I18n::instance().trf("%s freed, not %s: another app may have written",
+                                   fmt::bytes(0).c_str(), fmt::bytes(60 * MiB).c_str()));
+}
+
+TEST(AppFreedStatus, WhenTheDiskCouldNotBeReadTheExpectedSumIsShown) {
+    test_env::TempHome t;
+    const App app;
+    const disk_space::Result r = made_up_result(5 * MiB, 5 * MiB, false);
+    ASSERT_FALSE(r.known);
+    EXPECT_EQ(app.freed_status(r), I18n::instance().trf("%s freed", fmt::bytes(60 * MiB).c_str()));
+}
+
+TEST(AppFreedStatus, InARightToLeftLanguageTheSizesStayLeftToRight) {
+    test_env::TempHome t;
+    render_test::Language hebrew("he");
+    App app;
+    app.m_rtl = true;
+    const disk_space::Result r = made_up_result(40 * MiB, 5 * MiB);
+    const std::string status = app.freed_status(r);
+    EXPECT_NE(status.find(app.ltr(fmt::bytes(45 * MiB))), std::string::npos) << status;
+    EXPECT_NE(status.find(app.ltr(fmt::bytes(60 * MiB))), std::string::npos) << status;
+}
+
+TEST(AppRenderFreedStatus, TheDifferenceFitsTheFootersStatusLineInEnglish) {
+    // The footer cuts its status line at 340 px; with wide numbers on both
+    // sides the English text still fits whole.
+    render_test::Fresh fresh;
+    App app;
+    render_test::Canvas canvas(1000, 700);
+    app.render_offscreen(canvas.cr(), 1000, 700);
+    const std::string status = app.freed_status(made_up_result(-70 * MiB, 0));
+    const std::string wide =
+        I18n::instance().trf("%s freed, not %s: another app may have written",
+                             fmt::bytes(999'900'000).c_str(), fmt::bytes(888'800'000).c_str());
+    EXPECT_LE(app.measure_text(status, App::Font::Caption), 340.0) << status;
+    EXPECT_LE(app.measure_text(wide, App::Font::Caption), 340.0) << wide;
 }

@@ -178,6 +178,27 @@ time_t of_project(const std::string& project, const std::string& root,
     return std::max(w.newest, git_activity(git_dir_of(project, root)));
 }
 
+time_t Cache::of_project(const std::string& project, const std::string& root,
+                         const std::vector<std::string>& skip, const Bounds& bounds) {
+    {
+        std::lock_guard<std::mutex> lock(m_mutex);
+        const auto known = m_known.find(project);
+        if (known != m_known.end())
+            return known->second;
+    }
+    // Walked without the lock: two threads asking for the same project at
+    // once both walk it and find the same.
+    const time_t t = activity::of_project(project, root, skip, bounds);
+    std::lock_guard<std::mutex> lock(m_mutex);
+    m_known.emplace(project, t);
+    return t;
+}
+
+size_t Cache::walked() const {
+    std::lock_guard<std::mutex> lock(m_mutex);
+    return m_known.size();
+}
+
 bool older_than(time_t active, int months, time_t now) {
     if (active <= 0 || months <= 0)
         return false;

@@ -10,7 +10,9 @@
 
 #include <cstdint>
 #include <ctime>
+#include <mutex>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace activity {
@@ -52,6 +54,22 @@ time_t git_activity(const std::string& git_dir);
 // git_activity() of its repository. 0 when nothing tells.
 time_t of_project(const std::string& project, const std::string& root,
                   const std::vector<std::string>& skip, const Bounds& bounds = {});
+
+// The projects looked at so far and what was found, so that a project with
+// several kinds of build output (node_modules and dist, target and .venv) is
+// walked once per scan. Any thread may share one.
+class Cache {
+public:
+    // of_project(), the first time a project is asked about.
+    time_t of_project(const std::string& project, const std::string& root,
+                      const std::vector<std::string>& skip, const Bounds& bounds = {});
+    // Projects walked so far, for the tests.
+    size_t walked() const;
+
+private:
+    mutable std::mutex m_mutex;
+    std::unordered_map<std::string, time_t> m_known;
+};
 
 // The length of a month as the rows count it ("3 mo ago").
 constexpr time_t MONTH_SECONDS = 2629800;

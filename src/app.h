@@ -12,6 +12,7 @@
 // the locking rule above.
 #pragma once
 
+#include "activity.h"
 #include "catalog.h"
 #include "evidence.h"
 #include "git_repo.h"
@@ -548,6 +549,9 @@ public:
     // measuring threads so that each index is read once per scan. Made by
     // start_scan before the worker starts, dropped by the worker at its end.
     std::shared_ptr<git_repo::Cache> m_repos;
+    // The projects whose last activity the running scan has found, shared
+    // the same way, so that each project is walked once per scan.
+    std::shared_ptr<activity::Cache> m_activity;
     // Off only in the scan benchmark, to measure what weighing costs: the
     // project folders then all stay Caution, as before they are weighed.
     bool m_weigh_projects = true;

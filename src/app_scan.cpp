@@ -101,6 +101,7 @@ void App::start_scan() {
         m_freed_bytes = 0;
     }
     m_repos = std::make_shared<git_repo::Cache>();
+    m_activity = std::make_shared<activity::Cache>();
     m_cancel = false;
     m_scanning = true;
     m_worker_running = true;
@@ -108,6 +109,7 @@ void App::start_scan() {
         scan_worker();
         // The indexes read for this scan are not needed any more.
         m_repos.reset();
+        m_activity.reset();
         m_worker_running = false;
     });
 }
@@ -322,6 +324,9 @@ void App::scan_category(CatState& cat) {
     std::shared_ptr<git_repo::Cache> repos = m_repos;
     if (judged && !repos)
         repos = std::make_shared<git_repo::Cache>();
+    std::shared_ptr<activity::Cache> projects = m_activity;
+    if (project && !projects)
+        projects = std::make_shared<activity::Cache>();
 
     const int threads = std::clamp(static_cast<int>(cat.items.size()), 1, MEASURING_THREADS);
     std::atomic<std::size_t> next{0};
@@ -355,7 +360,7 @@ void App::scan_category(CatState& cat) {
                                                ? it.path
                                                : it.path.substr(0, std::max<size_t>(slash, 1));
                 it.active =
-                    activity::of_project(folder, cat.def.path, catalog::recursive_claimed());
+                    projects->of_project(folder, cat.def.path, catalog::recursive_claimed());
                 it.of_project = true;
             } else if (!project && measured && m.complete) {
                 // A cache's newest change inside it; a measurement cut short

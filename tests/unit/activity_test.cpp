@@ -203,6 +203,26 @@ TEST(ActivityGit, AProjectWithoutGitGoesByItsFiles) {
     EXPECT_EQ(activity::of_project(p, root, CLAIMED), now - 100 * DAY);
 }
 
+TEST(ActivityCache, AProjectIsWalkedOncePerCache) {
+    test_env::TempHome home;
+    const std::string root = home.path("code");
+    const std::string p = root + "/app";
+    const time_t now = time(nullptr);
+    write_file(p + "/package.json");
+    set_times(p + "/package.json", now - 100 * DAY);
+    activity::Cache cache;
+    EXPECT_EQ(cache.of_project(p, root, CLAIMED), now - 100 * DAY);
+    // A change after the first look is not seen by the same cache: what a
+    // scan found for one artefact of the project holds for its others.
+    set_times(p + "/package.json", now - 10 * DAY);
+    EXPECT_EQ(cache.of_project(p, root, CLAIMED), now - 100 * DAY);
+    EXPECT_EQ(cache.walked(), 1u);
+    EXPECT_EQ(activity::Cache().of_project(p, root, CLAIMED), now - 10 * DAY);
+    write_file(root + "/other/Cargo.toml");
+    cache.of_project(root + "/other", root, CLAIMED);
+    EXPECT_EQ(cache.walked(), 2u);
+}
+
 // ---------------------------------------------------------------------------
 // Spans
 // ---------------------------------------------------------------------------

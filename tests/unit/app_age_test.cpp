@@ -223,6 +223,8 @@ TEST(AgeScan, BuildOutputGoesByItsProjectAndCachesByTheirNewestChange) {
     write_file(old + "/node_modules/a/index.js");
     set_times(old + "/package.json", year);
     set_times(old + "/node_modules/a/index.js", NPM_TIME);
+    // A fresh build beside them is output, not work on the project.
+    write_file(old + "/build/out.js");
 
     const std::string fresh = code + "/fresh";
     write_file(fresh + "/package.json");
@@ -259,6 +261,11 @@ TEST(AgeScan, BuildOutputGoesByItsProjectAndCachesByTheirNewestChange) {
     EXPECT_EQ(o->active, year) << "no git: the project's own files";
     EXPECT_GE(f->active, now - 120) << "1985 inside node_modules says nothing";
     EXPECT_EQ(r->active, year) << "times inside node_modules are never the project's";
+
+    Item* b = item(cat(app, "buildDirs"), "old/build");
+    ASSERT_NE(b, nullptr);
+    EXPECT_TRUE(b->of_project);
+    EXPECT_EQ(b->active, year) << "the same project, the same activity";
 
     CatState* pip = cat(app, "pipCache");
     ASSERT_NE(pip, nullptr);
@@ -394,6 +401,19 @@ TEST(AgeShow, TheAccessibleTreeNamesTheButtonsAsDrawn) {
         g_main_context_iteration(nullptr, FALSE);
     EXPECT_TRUE(app.m_cats[0].items[1].selected);
     EXPECT_FALSE(app.m_cats[0].items[0].selected);
+
+    // An entry of build output says its project's activity, as its row does.
+    app.m_cats[0].items[1].of_project = true;
+    frame(app);
+    AtkObject* entries = app.access_tree()->find("entries.gradle");
+    ASSERT_NE(entries, nullptr);
+    AtkObject* entry = atk_object_ref_accessible_child(entries, 2); // row 1's check box
+    ASSERT_NE(entry, nullptr);
+    EXPECT_EQ(std::string(atk_object_get_name(entry)), app.m_cats[0].items[1].name);
+    const std::string d = atk_object_get_description(entry);
+    g_object_unref(entry);
+    EXPECT_NE(d.find(App::age_line(app.m_cats[0].items[1])), std::string::npos) << d;
+    EXPECT_EQ(App::age_line(app.m_cats[0].items[1]).rfind("project active ", 0), 0u);
 
     app.m_selection.clear();
     frame(app);

@@ -164,9 +164,13 @@ inline CatState make_state(const Row& row, int entries, const std::string& home,
         it.size_known = true;
         it.modified = now - static_cast<time_t>(3600) * (i * 37 % 2000 + 1);
         it.safety = row.safety;
+        it.active = it.modified;
         if (row.group == GroupKind::Projects) {
             it.reasons = project_reasons(i);
             it.safety = std::max(row.safety, level_of(it.reasons));
+            // Projects last worked on from a day to a year and a half ago.
+            it.of_project = true;
+            it.active = now - static_cast<time_t>(86400) * (i * 53 % 540 + 1);
         }
         c.items.push_back(std::move(it));
     }

@@ -12,6 +12,7 @@
 // the locking rule above.
 #pragma once
 
+#include "activity.h"
 #include "catalog.h"
 #include "disk_space.h"
 #include "evidence.h"
@@ -66,6 +67,11 @@ struct Item {
     // Risky, marked to keep, and never ticked by "Safe ones".
     bool in_use = false;
     bool selected = false;
+    // When it was last of use (see activity.h), set where it is measured:
+    // for a project's build output the last activity of the project around
+    // it (of_project), for any other entry its newest change. 0: not known.
+    time_t active = 0;
+    bool of_project = false;
     // What speaks for and against deleting a found project folder, or why a
     // version is in use; shown on its row. Empty for the other entries.
     std::vector<evidence::Reason> reasons;
@@ -165,6 +171,9 @@ public:
         DialogButton = 25,
         MenuItem = 26,
         CloseOverlay = 27,
+        // Ticks the Safe entries unused for longer than index months: of
+        // the category shown, or of every category on the overview.
+        SelectOlder = 28,
     };
 
     struct HitTarget {
@@ -328,6 +337,10 @@ public:
     // newest, or one in use);
     // other ticks stay as they are.
     void select_all_safe(CatState& cat);
+    // What select_all_safe would tick, narrowed to the entries last active
+    // more than months before now (see activity::older_than); an entry whose
+    // activity is not known is left alone. Other ticks stay as they are.
+    void select_safe_older_than(CatState& cat, int months, time_t now);
     void select_none(CatState& cat);
     // Ticks every entry of the category, whatever its level (Ctrl+A).
     void select_all(CatState& cat);
@@ -460,12 +473,21 @@ public:
 
     // The category page and the manual-removal page (app_render_detail.cpp).
     void draw_category_detail();
+    // "Safe ones older than" and a button per span (SelectOlder targets),
+    // from x in a line of width w at y; 30 high.
+    void draw_age_control(double x, double y, double w, bool enabled);
+    // The name of the button for a span of months ("3 mo").
+    static std::string age_button_label(int months);
     void draw_item_row(const Item& item, int index, RectF r, int64_t cat_total,
                        const std::string& accent);
     // The line under a project folder's row, in the interface language: its
     // concerns ("Holds 3 files tracked by git"), or when it has none, its
     // evidence ("Ignored by git · beside Cargo.toml"), joined in their order.
     std::string reasons_line(const std::vector<evidence::Reason>& reasons) const;
+    // The row's age, in the interface language: for build output its
+    // project's last activity ("project active 3 mo ago") once known, else
+    // when the entry last changed; empty when neither is known.
+    static std::string age_line(const Item& item);
     void draw_manual_list();
 
     // ---- Overlays (app_render_overlay.cpp, app_render_settings.cpp) ----
@@ -532,6 +554,9 @@ public:
     // measuring threads so that each index is read once per scan. Made by
     // start_scan before the worker starts, dropped by the worker at its end.
     std::shared_ptr<git_repo::Cache> m_repos;
+    // The projects whose last activity the running scan has found, shared
+    // the same way, so that each project is walked once per scan.
+    std::shared_ptr<activity::Cache> m_activity;
     // Off only in the scan benchmark, to measure what weighing costs: the
     // project folders then all stay Caution, as before they are weighed.
     bool m_weigh_projects = true;

@@ -631,9 +631,7 @@ std::string AccessTree::entry_description(const AccNode& d) {
     // What the row shows, in its order: size, age, safety, why.
     std::vector<std::string> parts;
     parts.push_back(it->size_known ? m_app.ltr(fmt::bytes(it->size)) : "\u2026");
-    if (it->modified > 0)
-        parts.push_back(
-            I18n::instance().trf("last changed %s", fmt::relative(it->modified).c_str()));
+    parts.push_back(App::age_line(*it));
     parts.push_back(tr(catalog::safety_title(it->safety)));
     if (it->in_use)
         parts.push_back(tr("in use — keep"));

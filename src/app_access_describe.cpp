@@ -9,6 +9,8 @@
 // results are copied.
 
 #include "app_access.h"
+
+#include "activity.h"
 #include "app_access_node.h"
 
 #include "app_render_overlay.h"
@@ -194,9 +196,23 @@ std::vector<AccessTree::Shape> AccessTree::describe() {
     }
     top.push_back(std::move(list));
 
+    // The age buttons, named as drawn; what they complete is their
+    // description, as the label before them says it on the screen.
+    auto add_age_buttons = [&](Shape& page, const std::string& key, bool enabled) {
+        for (int months : activity::SPANS) {
+            Shape b = control(key + std::to_string(months), ATK_ROLE_PUSH_BUTTON,
+                              App::age_button_label(months), Act::SelectOlder, months, enabled);
+            b.description = tr("Safe ones older than");
+            page.kids.push_back(std::move(b));
+        }
+    };
+
     // The page.
     if (a.m_selection.empty()) {
         Shape page = region("page.overview", ATK_ROLE_PANEL, a.m_r_content, tr("Overview"));
+        // The overview draws the age buttons once something was found.
+        if (m_total > 0)
+            add_age_buttons(page, "overview.older.", true);
         // The biggest consumers as the frame listed them; while an overlay
         // hides the page, as they were before it opened.
         if (a.m_overlay == App::Overlay::None) {
@@ -246,6 +262,7 @@ std::vector<AccessTree::Shape> AccessTree::describe() {
                                         Act::SelectAllSafe, 0, any));
             page.kids.push_back(
                 control("page.none", ATK_ROLE_PUSH_BUTTON, tr("None"), Act::SelectNone, 0, any));
+            add_age_buttons(page, "page.older.", any);
             Shape entries = region("entries." + page_cat.id, ATK_ROLE_PANEL, a.m_r_content);
             entries.name = i18n.trf("%s entries · %s in total",
                                     fmt::count(static_cast<int64_t>(page_cat.count)).c_str(),

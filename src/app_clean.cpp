@@ -8,6 +8,7 @@
 
 #include "app.h"
 
+#include "activity.h"
 #include "deletion_guard.h"
 #include "disk_space.h"
 #include "evidence.h"
@@ -25,12 +26,26 @@
 // Selection
 // ---------------------------------------------------------------------------
 
+namespace {
+
+// What "Safe ones" may tick. A kept version (the newest, or one the user's
+// tools use) is marked Risky already; the keep flags are checked as well so
+// that it can never be ticked by a button.
+bool safe_to_tick(const Item& it) {
+    return it.safety == SafetyLevel::Safe && !it.keep_hint && !it.in_use;
+}
+
+} // namespace
+
 void App::select_all_safe(CatState& cat) {
-    // A kept version (the newest, or one the user's tools use) is marked
-    // Risky already; the keep flags are checked as well so that it can never
-    // be ticked by this button.
     for (Item& it : cat.items)
-        if (it.safety == SafetyLevel::Safe && !it.keep_hint && !it.in_use)
+        if (safe_to_tick(it))
+            it.selected = true;
+}
+
+void App::select_safe_older_than(CatState& cat, int months, time_t now) {
+    for (Item& it : cat.items)
+        if (safe_to_tick(it) && activity::older_than(it.active, months, now))
             it.selected = true;
 }
 

@@ -12,6 +12,7 @@
 
 #include "app.h"
 
+#include "activity.h"
 #include "app_render_overlay.h"
 #include "app_render_shared.h"
 #include "i18n.h"
@@ -88,6 +89,7 @@ bool in_content(Act act) {
     case Act::RevealCategory:
     case Act::SelectAllSafe:
     case Act::SelectNone:
+    case Act::SelectOlder:
     case Act::TopConsumer:
         return true;
     default:
@@ -178,11 +180,20 @@ std::vector<App::FocusGroup> App::focus_groups() {
         if (!cat->items.empty()) {
             buttons.push_back({Act::SelectAllSafe, 0});
             buttons.push_back({Act::SelectNone, 0});
+            std::vector<Focus>& ages = group(true);
+            for (int months : activity::SPANS)
+                ages.push_back({Act::SelectOlder, months});
             std::vector<Focus>& rows = group(false);
             for (size_t i = 0; i < cat->items.size(); ++i)
                 rows.push_back({Act::ToggleItem, static_cast<int>(i)});
         }
     } else if (m_selection.empty()) {
+        // The age buttons, which the overview draws once something was found.
+        if (total_reclaimable() > 0) {
+            std::vector<Focus>& ages = group(true);
+            for (int months : activity::SPANS)
+                ages.push_back({Act::SelectOlder, months});
+        }
         // The overview's biggest consumers, in the order the last frame drew
         // them (the overview decides which and how many).
         std::vector<Focus> top;

@@ -20,6 +20,7 @@
 #include <gdk/gdkkeysyms.h>
 
 #include <algorithm>
+#include <ctime>
 
 namespace {
 
@@ -229,6 +230,16 @@ void App::activate(Act act, int index) {
         std::lock_guard<std::mutex> lock(m_mutex);
         if (CatState* cat = current_category())
             select_all_safe(*cat);
+        break;
+    }
+    case Act::SelectOlder: {
+        const time_t now = time(nullptr);
+        std::lock_guard<std::mutex> lock(m_mutex);
+        if (CatState* cat = current_category())
+            select_safe_older_than(*cat, index, now);
+        else if (m_selection.empty())
+            for (CatState& c : m_cats)
+                select_safe_older_than(c, index, now);
         break;
     }
     case Act::SelectNone: {

@@ -9,6 +9,7 @@
 #include "app.h"
 #include "app_render_shared.h"
 
+#include "activity.h"
 #include "format.h"
 #include "i18n.h"
 
@@ -26,7 +27,10 @@ namespace {
 constexpr double ITEM_ROW_H = 90;
 constexpr double REASON_LINE_H = 18;
 constexpr double ITEM_ROW_GAP = 8;
-constexpr double DETAIL_HEADER_H = 104;
+// The header: chip and titles, the line of buttons, the line of the age
+// control.
+constexpr double DETAIL_HEADER_H = 142;
+constexpr double AGE_LINE_Y = 98;
 constexpr double HEADER_CHIP = 48;
 
 constexpr double MANUAL_CARD_H = 64;
@@ -134,6 +138,8 @@ void App::draw_category_detail() {
         const double sw = x + w - (bw_open + 8 + bw_safe + 8 + bw_none) - 16 - x;
         draw_label(truncate_to_width(summary, Font::BodyBold, sw), Font::BodyBold,
                    rect(x, by, sw, 30), m_palette.text);
+
+        draw_age_control(x, y0 + AGE_LINE_Y, w, cat.count > 0);
     }
 
     if (cat.count == 0) {
@@ -163,6 +169,37 @@ void App::draw_category_detail() {
     }
     m_content_height =
         rows_top + static_cast<double>(cat.count) * step - ITEM_ROW_GAP + MARGIN + m_scroll - c.y;
+}
+
+// ---------------------------------------------------------------------------
+// Age control
+// ---------------------------------------------------------------------------
+
+std::string App::age_button_label(int months) {
+    return I18n::instance().trf("%s mo", fmt::count(months).c_str());
+}
+
+void App::draw_age_control(double x, double y, double w, bool enabled) {
+    // One press ticks: a button per span rather than a span to choose and
+    // then a button to press. The label reads as the start of a sentence
+    // each button ends, and gives up its room first when the line is short.
+    std::vector<std::string> labels;
+    double buttons_w = 0;
+    for (int months : activity::SPANS) {
+        labels.push_back(age_button_label(months));
+        buttons_w += measure_text(labels.back(), Font::Body) + 26 + 6;
+    }
+    buttons_w -= 6;
+    const double room = std::max(0.0, w - buttons_w - 10);
+    const std::string text = truncate_to_width(tr("Safe ones older than"), Font::Body, room);
+    const double drawn =
+        draw_label(text, Font::Body, rect(x, y + 5, room, 20), m_palette.secondary);
+    double bx = x + (drawn > 0 ? drawn + 10 : 0);
+    for (size_t k = 0; k < labels.size(); ++k) {
+        const RectF b = draw_button(bx, y, labels[k], false, enabled);
+        add_target(b, Act::SelectOlder, activity::SPANS[k]);
+        bx = b.x + b.w + 6;
+    }
 }
 
 // ---------------------------------------------------------------------------
@@ -246,14 +283,17 @@ void App::draw_item_row(const Item& item, int index, RectF r, int64_t cat_total,
     draw_label(reveal, Font::Caption, rect(link.x + 15, r.y + 66, reveal_w - 15, 16), link_colour);
     add_target(link, Act::RevealItem, index);
 
-    if (item.modified > 0) {
+    // For build output its project's last activity: its own times say
+    // nothing of use (npm dates installed files to 1985), and it is what the
+    // age buttons go by.
+    const std::string age = age_line(item);
+    if (!age.empty()) {
         Rgb sc;
         if (hex_to_rgb(m_palette.secondary, sc))
-            draw_glyph(Glyph::Pencil, rect(x, r.y + 70, 11, 11), sc);
+            draw_glyph(item.of_project && item.active > 0 ? Glyph::Clock : Glyph::Pencil,
+                       rect(x, r.y + 70, 11, 11), sc);
         const double rest = link.x - 16 - (x + 15);
-        const std::string changed =
-            I18n::instance().trf("last changed %s", fmt::relative(item.modified).c_str());
-        draw_label(truncate_to_width(changed, Font::Caption, rest), Font::Caption,
+        draw_label(truncate_to_width(age, Font::Caption, rest), Font::Caption,
                    rect(x + 15, r.y + 66, std::max(0.0, rest), 16), m_palette.secondary);
     }
 
@@ -269,6 +309,14 @@ void App::draw_item_row(const Item& item, int index, RectF r, int64_t cat_total,
                    rect(x + 15, r.y + 84, lw, 16),
                    first.weight == SafetyLevel::Risky ? m_palette.text : m_palette.secondary);
     }
+}
+
+std::string App::age_line(const Item& item) {
+    if (item.of_project && item.active > 0)
+        return I18n::instance().trf("project active %s", fmt::relative(item.active).c_str());
+    if (item.modified > 0)
+        return I18n::instance().trf("last changed %s", fmt::relative(item.modified).c_str());
+    return {};
 }
 
 std::string App::reasons_line(const std::vector<evidence::Reason>& reasons) const {

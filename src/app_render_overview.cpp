@@ -21,6 +21,7 @@ namespace {
 
 constexpr double HERO_H = 128;
 constexpr double CARD_GAP = 20;
+constexpr double AGE_LINE_H = 30;
 // The donut card: the biggest consumers start 288 below its top.
 constexpr double DONUT_CARD_H = 268;
 constexpr double CONSUMER_ROW_H = 52;
@@ -74,6 +75,11 @@ void App::draw_overview() {
     if (visible(y, HERO_H))
         draw_hero_card(rect(x, y, w, HERO_H));
     y += HERO_H + CARD_GAP;
+
+    // Ticks the Safe entries of every category that have lain unused.
+    if (visible(y, AGE_LINE_H))
+        draw_age_control(x, y, w, true);
+    y += AGE_LINE_H + CARD_GAP;
 
     const RectF donut = rect(x, y, w, DONUT_CARD_H);
     if (visible(donut.y, donut.h)) {

@@ -8,6 +8,7 @@
 
 #include "app.h"
 
+#include "activity.h"
 #include "i18n.h"
 #include "paths.h"
 #include "scanner.h"
@@ -101,6 +102,7 @@ void App::start_scan() {
         m_gained_bytes = -1;
     }
     m_repos = std::make_shared<git_repo::Cache>();
+    m_activity = std::make_shared<activity::Cache>();
     m_cancel = false;
     m_scanning = true;
     m_worker_running = true;
@@ -108,6 +110,7 @@ void App::start_scan() {
         scan_worker();
         // The indexes read for this scan are not needed any more.
         m_repos.reset();
+        m_activity.reset();
         m_worker_running = false;
     });
 }
@@ -308,7 +311,8 @@ void App::scan_category(CatState& cat) {
     // Project folders are found by their names alone; whether they may go is
     // weighed on the measuring threads, against the repositories this scan
     // has read.
-    const bool judged = cat.def.listing == ListingKind::Recursive && m_weigh_projects;
+    const bool project = cat.def.listing == ListingKind::Recursive;
+    const bool judged = project && m_weigh_projects;
     cat.items.clear();
     cat.items.reserve(found.size());
     for (const ScannedInfo& info : found)
@@ -321,6 +325,9 @@ void App::scan_category(CatState& cat) {
     std::shared_ptr<git_repo::Cache> repos = m_repos;
     if (judged && !repos)
         repos = std::make_shared<git_repo::Cache>();
+    std::shared_ptr<activity::Cache> projects = m_activity;
+    if (project && !projects)
+        projects = std::make_shared<activity::Cache>();
 
     const int threads = std::clamp(static_cast<int>(cat.items.size()), 1, MEASURING_THREADS);
     std::atomic<std::size_t> next{0};
@@ -346,6 +353,21 @@ void App::scan_category(CatState& cat) {
             }
             if (judged && measured)
                 weigh(it, cat.def, m, *repos);
+            if (project && !m_cancel) {
+                // Build output says nothing of use by its own times (npm
+                // dates installed files to 1985): the project around it does.
+                const size_t slash = it.path.find_last_of('/');
+                const std::string folder = slash == std::string::npos
+                                               ? it.path
+                                               : it.path.substr(0, std::max<size_t>(slash, 1));
+                it.active =
+                    projects->of_project(folder, cat.def.path, catalog::recursive_claimed());
+                it.of_project = true;
+            } else if (!project && measured && m.complete) {
+                // A cache's newest change inside it; a measurement cut short
+                // may have missed a newer one, so it tells nothing.
+                it.active = it.modified;
+            }
         }
     };
     std::vector<std::thread> pool;

@@ -85,6 +85,8 @@ TEST(AppFocusOrder, OnACategoryPageTabVisitsToolbarSidebarButtonsEntriesFooterAn
     press(app, GDK_KEY_Tab);
     EXPECT_FOCUS(app, f(Act::RevealCategory, 1));
     press(app, GDK_KEY_Tab);
+    EXPECT_FOCUS(app, f(Act::SelectOlder, 1)) << "the age buttons, a group of their own";
+    press(app, GDK_KEY_Tab);
     EXPECT_FOCUS(app, f(Act::ToggleItem, 0));
     press(app, GDK_KEY_Tab);
     EXPECT_FOCUS(app, f(Act::Clean));
@@ -108,6 +110,8 @@ TEST(AppFocusOrder, OnTheOverviewTheBiggestConsumersAreAGroupAndAnInactiveFooter
     EXPECT_FOCUS(app, f(Act::Rescan));
     press(app, GDK_KEY_Tab);
     EXPECT_FOCUS(app, f(Act::SelectOverview));
+    press(app, GDK_KEY_Tab);
+    EXPECT_FOCUS(app, f(Act::SelectOlder, 1)) << "the age buttons come before the consumers";
     press(app, GDK_KEY_Tab);
     EXPECT_EQ(app.m_focus.act, Act::TopConsumer);
     const Focus first = app.m_focus;
@@ -161,21 +165,21 @@ TEST(AppFocusOrder, TabBackIntoAGroupLandsWhereTheUserLeftIt) {
     fill(app, 6);
     app.m_selection = "npm";
     frame(app);
-    for (int i = 0; i < 4; ++i)
+    for (int i = 0; i < 5; ++i)
         press(app, GDK_KEY_Tab);
     EXPECT_FOCUS(app, f(Act::ToggleItem, 0));
     press(app, GDK_KEY_Down);
     press(app, GDK_KEY_Down);
     EXPECT_FOCUS(app, f(Act::ToggleItem, 2));
     press(app, GDK_KEY_ISO_Left_Tab, GDK_SHIFT_MASK);
-    EXPECT_FOCUS(app, f(Act::RevealCategory, 1));
+    EXPECT_FOCUS(app, f(Act::SelectOlder, 1));
     press(app, GDK_KEY_Tab);
     EXPECT_FOCUS(app, f(Act::ToggleItem, 2));
 
     // Another page's entries start at their top.
     app.m_selection = "gradle";
     frame(app);
-    app.focus_on(f(Act::RevealCategory, 0));
+    app.focus_on(f(Act::SelectOlder, 12));
     press(app, GDK_KEY_Tab);
     EXPECT_FOCUS(app, f(Act::ToggleItem, 0));
 }
@@ -470,6 +474,10 @@ TEST(AppFocusScroll, EndAndPageKeysBringTheFocusedEntryIntoViewEvenPastTheDrawnR
     EXPECT_TRUE(fully_shown(app, app.m_r_content));
     // The page's buttons sit above the rows: reaching them shows the top.
     press(app, GDK_KEY_End);
+    press(app, GDK_KEY_ISO_Left_Tab, GDK_SHIFT_MASK);
+    EXPECT_FOCUS(app, f(Act::SelectOlder, 1));
+    EXPECT_EQ(app.m_scroll, 0);
+    EXPECT_TRUE(fully_shown(app, app.m_r_content));
     press(app, GDK_KEY_ISO_Left_Tab, GDK_SHIFT_MASK);
     EXPECT_FOCUS(app, f(Act::RevealCategory, 1));
     EXPECT_EQ(app.m_scroll, 0);

@@ -340,7 +340,7 @@ TEST(RenderOverview, LegendEntriesAreTheGroupsBySizeLargestFirst) {
     EXPECT_EQ(legend[1].index, static_cast<int>(GroupKind::Ides));
     EXPECT_EQ(legend[2].index, static_cast<int>(GroupKind::JavaScript));
     for (int i = 0; i < 3; ++i)
-        expect_rect(legend[i].rect, 566, 326 + 26 * i, 408, 26, "legend row");
+        expect_rect(legend[i].rect, 566, 376 + 26 * i, 408, 26, "legend row");
 }
 
 TEST(RenderOverview, ItemsOfUnknownOrZeroSizeAddNothing) {
@@ -371,11 +371,11 @@ TEST(RenderOverview, BiggestConsumersAreTheEightLargestCategories) {
     ASSERT_EQ(rows.size(), 8u);
     for (int i = 0; i < 8; ++i) {
         EXPECT_EQ(rows[i].index, 9 - i) << "largest first";
-        // The card starts 288 below the donut card's top (216); rows 46 in.
-        expect_rect(rows[i].rect, 298, 504 + 46 + 52 * i, 766, 52, "consumer row");
+        // The card starts 288 below the donut card's top (266); rows 46 in.
+        expect_rect(rows[i].rect, 298, 554 + 46 + 52 * i, 766, 52, "consumer row");
     }
     // The page ends 22 below the card of 8 rows.
-    EXPECT_DOUBLE_EQ(app.m_content_height, 504 + 8 * 52 + 52 + 12 - 46 + 22);
+    EXPECT_DOUBLE_EQ(app.m_content_height, 554 + 8 * 52 + 52 + 12 - 46 + 22);
 }
 
 TEST(RenderOverview, ConsumerRowsOutOfSightAreNotRegistered) {
@@ -385,9 +385,10 @@ TEST(RenderOverview, ConsumerRowsOutOfSightAreNotRegistered) {
         app.m_cats.push_back(category("c" + std::to_string(i), GroupKind::Java, {(i + 1) * 100}));
     Canvas canvas(W, H);
     app.render_offscreen(canvas.cr(), W, H);
-    // The content ends at 646: rows at 550 and 602 reach into it.
-    EXPECT_EQ(targets_of(app, Act::TopConsumer).size(), 2u);
-    EXPECT_DOUBLE_EQ(app.m_content_height, 504 + 8 * 52 + 52 + 12 - 46 + 22);
+    // The content ends at 646: the row at 600 reaches into it, the one at
+    // 652 does not.
+    EXPECT_EQ(targets_of(app, Act::TopConsumer).size(), 1u);
+    EXPECT_DOUBLE_EQ(app.m_content_height, 554 + 8 * 52 + 52 + 12 - 46 + 22);
 }
 
 TEST(RenderOverview, RightToLeftMirrorsLegendAndConsumers) {
@@ -473,12 +474,12 @@ TEST_P(RenderDonutPixels, OneGroupLeavesASlitAtTwelveOClock) {
     app.m_cats = {category("gradle", GroupKind::Java, {5000})};
     Canvas canvas(W, H);
     app.render_offscreen(canvas.cr(), W, H);
-    // Donut card at (290, 216), 268 high: centre (424, 350), ring 63.8 to 110.
+    // Donut card at (290, 266), 268 high: centre (424, 400), ring 63.8 to 110.
     const Rgb card = render_test::over("#000000", app.m_palette.bar, 1);
-    EXPECT_TRUE(render_test::near(canvas.rgb(424, 263), card, 6)) << "the slit";
-    EXPECT_EQ(canvas.hex(511, 350), "#FFB020") << "the ring at three o'clock";
-    EXPECT_EQ(canvas.hex(337, 350), "#FFB020") << "and at nine";
-    EXPECT_TRUE(render_test::near(canvas.rgb(424 + 40, 350 - 30), card, 6)) << "the hole";
+    EXPECT_TRUE(render_test::near(canvas.rgb(424, 313), card, 6)) << "the slit";
+    EXPECT_EQ(canvas.hex(511, 400), "#FFB020") << "the ring at three o'clock";
+    EXPECT_EQ(canvas.hex(337, 400), "#FFB020") << "and at nine";
+    EXPECT_TRUE(render_test::near(canvas.rgb(424 + 40, 400 - 30), card, 6)) << "the hole";
 }
 
 TEST_P(RenderDonutPixels, AHighlightedGroupFadesTheOthers) {
@@ -491,10 +492,10 @@ TEST_P(RenderDonutPixels, AHighlightedGroupFadesTheOthers) {
     Canvas canvas(W, H);
     app.render_offscreen(canvas.cr(), W, H);
     // Java runs from twelve to nine o'clock clockwise, IDEs from nine to twelve.
-    EXPECT_TRUE(render_test::near(canvas.rgb(511, 350),
+    EXPECT_TRUE(render_test::near(canvas.rgb(511, 400),
                                   render_test::over(app.m_palette.bar, "#FFB020", 0.3)));
     const int x = static_cast<int>(424 + 87 * std::cos(M_PI + 0.2));
-    const int y = static_cast<int>(350 + 87 * std::sin(M_PI + 0.2));
+    const int y = static_cast<int>(400 + 87 * std::sin(M_PI + 0.2));
     EXPECT_EQ(canvas.hex(x, y), "#FF5B54");
 }
 
@@ -507,9 +508,9 @@ TEST_P(RenderDonutPixels, RightToLeftMirrorsTheCentre) {
     Canvas canvas(W, H);
     app.render_offscreen(canvas.cr(), W, H);
     const Rgb card = render_test::over("#000000", app.m_palette.bar, 1);
-    EXPECT_TRUE(render_test::near(canvas.rgb(676, 263), card, 6));
-    EXPECT_EQ(canvas.hex(676 + 87, 350), "#FFB020");
-    EXPECT_EQ(canvas.hex(676 - 87, 350), "#FFB020");
+    EXPECT_TRUE(render_test::near(canvas.rgb(676, 313), card, 6));
+    EXPECT_EQ(canvas.hex(676 + 87, 400), "#FFB020");
+    EXPECT_EQ(canvas.hex(676 - 87, 400), "#FFB020");
 }
 
 INSTANTIATE_TEST_SUITE_P(RenderPalettes, RenderDonutPixels, ::testing::Values(false, true));
@@ -540,17 +541,17 @@ TEST(RenderDetail, HeaderButtonsAndRowsRegisterTheirTargets) {
     ASSERT_EQ(rows.size(), 2u);
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(rows[i].index, i);
-        expect_rect(rows[i].rect, 290, 172 + 98 * i, 782, 90, "item row");
+        expect_rect(rows[i].rect, 290, 210 + 98 * i, 782, 90, "item row");
     }
     const std::vector<App::HitTarget> links = targets_of(app, Act::RevealItem);
     ASSERT_EQ(links.size(), 2u);
     const double lw = app.measure_text(tr("Show in file manager"), App::Font::Caption) + 15;
-    expect_rect(links[1].rect, 290 + 46 + 720 - lw, 172 + 98 + 64, lw, 20, "reveal link");
+    expect_rect(links[1].rect, 290 + 46 + 720 - lw, 210 + 98 + 64, lw, 20, "reveal link");
     EXPECT_EQ(links[1].index, 1);
     // The link is registered after its row, so a click on it reveals.
     app.on_motion(links[1].rect.x + 2, links[1].rect.y + 2);
     EXPECT_EQ(app.m_hover_act, Act::RevealItem);
-    EXPECT_DOUBLE_EQ(app.m_content_height, 22 + 104 + 2 * 98 - 8 + 22);
+    EXPECT_DOUBLE_EQ(app.m_content_height, 22 + 142 + 2 * 98 - 8 + 22);
 }
 
 TEST(RenderDetail, AnEmptyCategoryShowsNoRows) {
@@ -571,7 +572,7 @@ TEST(RenderDetail, FiftyThousandEntriesLayOutOnlyTheVisibleRows) {
     app.m_selection = "huge";
     Canvas canvas(W, H);
     app.render_offscreen(canvas.cr(), W, H);
-    const double height = 22 + 104 + 50000.0 * 98 - 8 + 22;
+    const double height = 22 + 142 + 50000.0 * 98 - 8 + 22;
     EXPECT_DOUBLE_EQ(app.m_content_height, height);
 
     app.m_scroll = (height - 600) / 2;
@@ -614,7 +615,7 @@ TEST(RenderDetail, RightToLeftMirrorsRowsAndButtons) {
     // The check box of row 0 stands at the right: x = 1100 - 306 - 18.
     const App::HitTarget* row = find_target(app, Act::ToggleItem, 0);
     ASSERT_NE(row, nullptr);
-    EXPECT_EQ(canvas.hex(W - 306 - 9, 172 + 45), app.m_palette.control);
+    EXPECT_EQ(canvas.hex(W - 306 - 9, 210 + 45), app.m_palette.control);
 }
 
 TEST(RenderDetail, AProjectRowsReasonLineShowsConcernsAloneWhenThereAreAny) {
@@ -667,11 +668,11 @@ TEST(RenderDetail, AVersionInUseShowsItsPillAndWhyInAReasonLine) {
             reason = &n;
     }
     // One pill each, on the first line of its own row: rows are 108 high
-    // with the reason line, 8 apart, from 172.
+    // with the reason line, 8 apart, from 210.
     ASSERT_EQ(in_use.size(), 1u);
     ASSERT_EQ(newest.size(), 1u);
-    EXPECT_NEAR(in_use[0]->drawn.y, 172 + 10, 0.5);
-    EXPECT_NEAR(newest[0]->drawn.y, 172 + 2 * 116 + 10, 0.5);
+    EXPECT_NEAR(in_use[0]->drawn.y, 210 + 10, 0.5);
+    EXPECT_NEAR(newest[0]->drawn.y, 210 + 2 * 116 + 10, 0.5);
     // Where "newest — keep" would be: 8 before the size, which ends 16 inside
     // the row.
     const double size_w = app.measure_text(fmt::bytes(3000), App::Font::MonoBold);
@@ -679,11 +680,11 @@ TEST(RenderDetail, AVersionInUseShowsItsPillAndWhyInAReasonLine) {
     EXPECT_NEAR(in_use[0]->drawn.x + in_use[0]->drawn.w, newest[0]->drawn.x + newest[0]->drawn.w,
                 0.5);
     ASSERT_NE(reason, nullptr) << "the reason line is drawn";
-    EXPECT_NEAR(reason->room.y, 172 + 84, 0.5);
+    EXPECT_NEAR(reason->room.y, 210 + 84, 0.5);
     const std::vector<App::HitTarget> rows = targets_of(app, Act::ToggleItem);
     ASSERT_EQ(rows.size(), 3u);
     for (int i = 0; i < 3; ++i)
-        expect_rect(rows[i].rect, 290, 172 + 116 * i, 782, 108, "row with a reason line");
+        expect_rect(rows[i].rect, 290, 210 + 116 * i, 782, 108, "row with a reason line");
 
     // Its red pill is really drawn: the pill's middle holds the danger red
     // blended over the card, not the card alone.
@@ -703,7 +704,7 @@ TEST(RenderDetail, RowsWithoutReasonsKeepTheirHeight) {
     app.render_offscreen(canvas.cr(), W, H);
     const std::vector<App::HitTarget> rows = targets_of(app, Act::ToggleItem);
     ASSERT_EQ(rows.size(), 2u);
-    expect_rect(rows[1].rect, 290, 172 + 98, 782, 90, "row without a reason line");
+    expect_rect(rows[1].rect, 290, 210 + 98, 782, 90, "row without a reason line");
 }
 
 TEST(RenderManual, CardsRegisterTheirButtons) {
@@ -783,27 +784,27 @@ TEST_P(RenderPixels, SelectedRowTintAndUnselectedCard) {
     app.m_selection = "gradle";
     app.m_cats[0].items[0].selected = true;
     app.render_offscreen(canvas.cr(), W, H);
-    // Row 0 at (290, 172); row 1 at (290, 270). Top padding, no text there.
+    // Row 0 at (290, 210); row 1 at (290, 308). Top padding, no text there.
     const Rgb tinted = render_test::over(app.m_palette.bar, "#FFB020", 0.1);
-    EXPECT_TRUE(render_test::near(canvas.rgb(681, 176), tinted)) << canvas.hex(681, 176);
-    EXPECT_EQ(canvas.hex(681, 274), app.m_palette.bar);
+    EXPECT_TRUE(render_test::near(canvas.rgb(681, 214), tinted)) << canvas.hex(681, 214);
+    EXPECT_EQ(canvas.hex(681, 312), app.m_palette.bar);
     // The ticked box is filled with the accent of the group.
-    EXPECT_EQ(canvas.hex(290 + 16 + 2, 172 + 45 - 7), "#FFB020");
+    EXPECT_EQ(canvas.hex(290 + 16 + 2, 210 + 45 - 7), "#FFB020");
 }
 
 TEST_P(RenderPixels, ARiskyRowHasARedSafetyStripe) {
     app.m_cats[0].items[1].safety = SafetyLevel::Risky;
     app.m_selection = "gradle";
     app.render_offscreen(canvas.cr(), W, H);
-    EXPECT_EQ(canvas.hex(293, 270 + 45), "#E5484D");
-    EXPECT_EQ(canvas.hex(293, 172 + 45), "#34A853") << "the safe row's stripe is green";
+    EXPECT_EQ(canvas.hex(293, 308 + 45), "#E5484D");
+    EXPECT_EQ(canvas.hex(293, 210 + 45), "#34A853") << "the safe row's stripe is green";
 }
 
 TEST_P(RenderPixels, TheShareBarUsesTheSafetyColour) {
     app.m_selection = "gradle";
     app.render_offscreen(canvas.cr(), W, H);
-    // Row 0 holds 3000 of 4000 bytes: its bar at y 172 + 50, 7 high, from x 336.
-    EXPECT_EQ(canvas.hex(336 + 20, 172 + 53), "#34A853");
+    // Row 0 holds 3000 of 4000 bytes: its bar at y 210 + 50, 7 high, from x 336.
+    EXPECT_EQ(canvas.hex(336 + 20, 210 + 53), "#34A853");
 }
 
 INSTANTIATE_TEST_SUITE_P(RenderPalettes, RenderPixels, ::testing::Values(false, true));

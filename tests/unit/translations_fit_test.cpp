@@ -138,6 +138,21 @@ std::multiset<std::string> texts_of(const FitLog& log, Kind kind) {
     return out;
 }
 
+// The age control: its label (whole, or cut when the line is short) and
+// its four buttons.
+void expect_age_control(const FitLog& log, const std::string& page) {
+    const std::string label = tr("Safe ones older than");
+    bool label_seen = false;
+    for (const FitNote& n : log.notes)
+        if (n.text == label && (n.kind == Kind::Label || n.kind == Kind::Cut))
+            label_seen = true;
+    EXPECT_TRUE(label_seen) << "age control's label not seen on " << page;
+    const auto buttons = texts_of(log, Kind::Button);
+    for (int months : {1, 3, 6, 12})
+        EXPECT_TRUE(buttons.count(App::age_button_label(months)))
+            << "age button " << months << " not seen on " << page;
+}
+
 // The program's states at the end of a scan: every fixture category, some
 // entries ticked, one category that found nothing, and five entries the
 // deletion had to leave to the file manager.
@@ -235,6 +250,7 @@ TEST_P(Fit, EveryPageFitsAtTheSmallestWindow) {
                     buttons.count(tr("About")) && buttons.count(tr("Delete permanently")))
             << "toolbar or footer buttons not seen";
         EXPECT_GE(p.log.notes.size(), 60u);
+        expect_age_control(p.log, "overview");
     }
 
     for (const char* id : {"nodeModules", "androidSystemImages", "rustupToolchains"}) {
@@ -245,6 +261,7 @@ TEST_P(Fit, EveryPageFitsAtTheSmallestWindow) {
         EXPECT_TRUE(buttons.count(tr("Open folder")) && buttons.count(tr("Safe ones")) &&
                     buttons.count(tr("None")))
             << "header buttons not seen on " << id;
+        expect_age_control(p.log, id);
         const auto pills = texts_of(p.log, Kind::Pill);
         EXPECT_GE(pills.size(), 3u) << "safety pills not seen on " << id;
         if (std::string(id) != "nodeModules") {
@@ -265,10 +282,19 @@ TEST_P(Fit, EveryPageFitsAtTheSmallestWindow) {
                     lines.insert(app.reasons_line(it.reasons));
         ASSERT_GE(lines.size(), 9u);
         std::set<std::string> seen;
+        // Each row's "project active …" too, which may be cut but never
+        // dropped.
+        std::set<std::string> ages, ages_seen;
+        for (const CatState& c : app.m_cats)
+            if (c.def.id == "nodeModules")
+                for (const Item& it : c.items)
+                    ages.insert(App::age_line(it));
         for (double scroll = 0; scroll <= 20 * 120; scroll += 400) {
             app.m_scroll = scroll;
             Page p = draw(app, "project rows scrolled to " + std::to_string(int(scroll)));
             for (const FitNote& n : p.log.notes) {
+                if (ages.count(n.text))
+                    ages_seen.insert(n.text);
                 if (!lines.count(n.text))
                     continue;
                 seen.insert(n.text);
@@ -278,6 +304,7 @@ TEST_P(Fit, EveryPageFitsAtTheSmallestWindow) {
         }
         app.m_scroll = 0;
         EXPECT_EQ(seen, lines) << "not every reason line was drawn";
+        EXPECT_EQ(ages_seen, ages) << "not every project's activity was drawn";
     }
 
     app.m_selection = "goBuildCache";

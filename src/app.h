@@ -59,6 +59,14 @@ struct Item {
     time_t modified = 0;
     int64_t size = 0; // allocated bytes; only positive sizes count in totals
     bool size_known = false;
+    // Files in it with more than one link (sorted, see sharing.h), the part of
+    // size they take, and what deleting this entry alone gives back: less
+    // than size when some of its files are linked from elsewhere too.
+    std::vector<sharing::SharedFile> shared;
+    int64_t shared_bytes = 0;
+    int64_t frees = 0;
+    // Deleting it alone gives back less than its size: the row says so.
+    bool frees_less() const { return size_known && !shared.empty() && frees != size; }
     SafetyLevel safety = SafetyLevel::Safe;
     bool keep_hint = false; // newest of a keep-newest category: offered, marked to keep
     // A version the user's tools are set to use (see tool_pins): offered,
@@ -76,13 +84,17 @@ struct CatState {
     std::vector<Item> items;
     bool scanning = false;
     bool did_scan = false;
+    // Bytes of its entries' sizes that are files linked from an entry counted
+    // before (in an earlier category, or earlier in this one): left out of
+    // its total so that every file counts once. Set by App::recount_shared.
+    int64_t counted_elsewhere = 0;
 
     int64_t total_size() const {
         int64_t sum = 0;
         for (const Item& it : items)
             if (it.size > 0)
                 sum += it.size;
-        return sum;
+        return std::max<int64_t>(0, sum - counted_elsewhere);
     }
 };
 
@@ -319,8 +331,14 @@ public:
     CatState* current_category();
     const CatState* current_category() const;
     std::vector<VisibleGroup> visible_groups() const;
+    // Both count a file linked from several entries once.
     int64_t total_reclaimable() const;
     int64_t safe_reclaimable() const;
+    // Works out again which bytes of each category were counted before
+    // (CatState::counted_elsewhere) and of the Safe entries; after results
+    // holding files with several links are replaced or removed. Caller holds
+    // m_mutex while a worker runs.
+    void recount_shared();
 
     // ---- Selection and cleaning (app_clean.cpp) ----
     // Ticks every Safe entry of the category except a kept version (the
@@ -332,6 +350,9 @@ public:
     void select_all(CatState& cat);
     // Over all categories; the caller holds m_mutex while a worker runs.
     int selected_count() const;
+    // What deleting the ticked entries would give back: a file with several
+    // links counts only when all of them lie inside the ticked entries.
+    // Worked out again from their records when the ticks change.
     int64_t selected_size() const;
     // Opens the "Delete permanently?" dialog; nothing when nothing is ticked.
     void confirm_clean();
@@ -461,6 +482,9 @@ public:
     // concerns ("Holds 3 files tracked by git"), or when it has none, its
     // evidence ("Ignored by git · beside Cargo.toml"), joined in their order.
     std::string reasons_line(const std::vector<evidence::Reason>& reasons) const;
+    // "frees 1.2 MB": what deleting the entry alone gives back, shown beside
+    // its size when the two differ.
+    std::string frees_text(const Item& item) const;
     void draw_manual_list();
 
     // ---- Overlays (app_render_overlay.cpp, app_render_settings.cpp) ----
@@ -550,6 +574,11 @@ public:
     // The message is a failure's reason, an untranslated interface text.
     bool m_status_failed = false;
     int64_t m_freed_bytes = 0;
+    // Bytes the Safe entries count twice: files several of them link.
+    int64_t m_safe_counted_twice = 0;
+    // The last selected_size() and the ticks it was worked out for.
+    mutable uint64_t m_selected_mark = 0;
+    mutable int64_t m_selected_bytes = -1;
     std::vector<std::string> m_failed_paths;
     bool m_failed_dialog_pending = false;
     std::vector<Item> m_manual;

@@ -631,6 +631,8 @@ std::string AccessTree::entry_description(const AccNode& d) {
     // What the row shows, in its order: size, age, safety, why.
     std::vector<std::string> parts;
     parts.push_back(it->size_known ? m_app.ltr(fmt::bytes(it->size)) : "\u2026");
+    if (it->frees_less())
+        parts.push_back(m_app.frees_text(*it));
     if (it->modified > 0)
         parts.push_back(
             I18n::instance().trf("last changed %s", fmt::relative(it->modified).c_str()));

@@ -7,6 +7,7 @@
 // the paths and while it applies the outcome, never while deleting.
 
 #include "app.h"
+#include "sharing.h"
 
 #include "deletion_guard.h"
 #include "evidence.h"
@@ -53,12 +54,31 @@ int App::selected_count() const {
 }
 
 int64_t App::selected_size() const {
-    int64_t sum = 0;
-    for (const CatState& c : m_cats)
-        for (const Item& it : c.items)
-            if (it.selected && it.size > 0)
-                sum += it.size;
-    return sum;
+    // The ticks and what they point at, marked cheaply; the records are
+    // merged again only when the mark changes (a tick, new results).
+    uint64_t mark = 1469598103934665603ull;
+    auto mix = [&mark](uint64_t v) {
+        mark ^= v;
+        mark *= 1099511628211ull;
+    };
+    std::vector<sharing::Entry> chosen;
+    for (std::size_t ci = 0; ci < m_cats.size(); ++ci)
+        for (std::size_t ii = 0; ii < m_cats[ci].items.size(); ++ii) {
+            const Item& it = m_cats[ci].items[ii];
+            if (!it.selected || it.size <= 0)
+                continue;
+            mix(ci);
+            mix(ii);
+            mix(static_cast<uint64_t>(it.size));
+            mix(reinterpret_cast<uintptr_t>(it.shared.data()));
+            mix(it.shared.size());
+            chosen.push_back({it.size, it.shared_bytes, &it.shared});
+        }
+    if (m_selected_bytes >= 0 && mark == m_selected_mark)
+        return m_selected_bytes;
+    m_selected_mark = mark;
+    m_selected_bytes = sharing::frees_together(chosen);
+    return m_selected_bytes;
 }
 
 // ---------------------------------------------------------------------------
@@ -189,12 +209,15 @@ void App::do_clean() {
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         apply_deletion(result);
-        int64_t freed = 0;
+        // What the deleted entries were expected to give back together.
+        std::vector<sharing::Entry> deleted;
         for (const std::string& p : result.deleted) {
             const auto found = chosen.find(p);
-            if (found != chosen.end() && found->second.size > 0)
-                freed += found->second.size;
+            if (found != chosen.end())
+                deleted.push_back(
+                    {found->second.size, found->second.shared_bytes, &found->second.shared});
         }
+        const int64_t freed = sharing::frees_together(deleted);
         m_freed_bytes = freed;
         if (result.failed_count == 0) {
             if (!result.deleted.empty()) {
@@ -243,12 +266,29 @@ void App::apply_deletion(const shell_ops::DeleteResult& result) {
     const std::unordered_set<std::string> gone(result.deleted.begin(), result.deleted.end());
     if (gone.empty())
         return;
+    // The links the deleted entries held are gone: files they shared with
+    // the remaining entries now have fewer links left.
+    std::vector<sharing::SharedFile> unlinked;
     for (CatState& c : m_cats) {
         std::vector<Item> kept;
         kept.reserve(c.items.size());
-        for (Item& it : c.items)
+        for (Item& it : c.items) {
             if (!gone.count(it.path))
                 kept.push_back(std::move(it));
+            else
+                unlinked.insert(unlinked.end(), it.shared.begin(), it.shared.end());
+        }
         c.items = std::move(kept);
     }
+    if (unlinked.empty())
+        return;
+    sharing::fold(unlinked);
+    for (CatState& c : m_cats)
+        for (Item& it : c.items) {
+            if (it.shared.empty())
+                continue;
+            sharing::forget_links(it.shared, unlinked);
+            it.frees = sharing::frees_alone({it.size, it.shared_bytes, &it.shared});
+        }
+    recount_shared();
 }

@@ -209,7 +209,18 @@ void App::draw_item_row(const Item& item, int index, RectF r, int64_t cat_total,
 
     // First line: name, the keep mark (in use, else newest), size.
     const std::string size = item.size_known ? ltr(fmt::bytes(item.size)) : "\u2026";
-    double name_w = w - (measure_text(size, Font::MonoBold) + 8);
+    const double size_w = measure_text(size, Font::MonoBold);
+    double name_w = w - (size_w + 8);
+    // Files linked from elsewhere too stay when it goes: say what it frees,
+    // beside the size, in at most a third of the line.
+    if (item.frees_less()) {
+        const std::string frees = frees_text(item);
+        const double frees_w = std::min(measure_text(frees, Font::Caption), w / 3);
+        name_w -= frees_w + 8;
+        draw_label_right(truncate_to_width(frees, Font::Caption, frees_w), Font::Caption,
+                         rect(x + w - size_w - 8 - frees_w, r.y + 11, frees_w, 16),
+                         m_palette.secondary);
+    }
     if (item.in_use || item.keep_hint) {
         const std::string keep = tr(item.in_use ? "in use — keep" : "newest — keep");
         name_w -= measure_text(keep, Font::CaptionBold) + 14 + 8;
@@ -269,6 +280,11 @@ void App::draw_item_row(const Item& item, int index, RectF r, int64_t cat_total,
                    rect(x + 15, r.y + 84, lw, 16),
                    first.weight == SafetyLevel::Risky ? m_palette.text : m_palette.secondary);
     }
+}
+
+std::string App::frees_text(const Item& item) const {
+    return I18n::instance().trf("frees %s",
+                                ltr(fmt::bytes(std::max<int64_t>(item.frees, 0))).c_str());
 }
 
 std::string App::reasons_line(const std::vector<evidence::Reason>& reasons) const {

@@ -576,6 +576,9 @@ public:
     int64_t m_freed_bytes = 0;
     // Bytes the Safe entries count twice: files several of them link.
     int64_t m_safe_counted_twice = 0;
+    // Raised whenever records of linked files change in place (after a
+    // deletion), so that selected_size() does not trust its last answer.
+    uint64_t m_shared_generation = 0;
     // The last selected_size() and the ticks it was worked out for.
     mutable uint64_t m_selected_mark = 0;
     mutable int64_t m_selected_bytes = -1;

@@ -54,14 +54,15 @@ int App::selected_count() const {
 }
 
 int64_t App::selected_size() const {
-    // The ticks and what they point at, marked cheaply; the records are
-    // merged again only when the mark changes (a tick, new results).
+    // The ticks and what they point at, marked cheaply in one pass; the
+    // records are merged again only when the mark changes (a tick, new
+    // results, a deletion).
     uint64_t mark = 1469598103934665603ull;
     auto mix = [&mark](uint64_t v) {
         mark ^= v;
         mark *= 1099511628211ull;
     };
-    std::vector<sharing::Entry> chosen;
+    mix(m_shared_generation);
     for (std::size_t ci = 0; ci < m_cats.size(); ++ci)
         for (std::size_t ii = 0; ii < m_cats[ci].items.size(); ++ii) {
             const Item& it = m_cats[ci].items[ii];
@@ -72,10 +73,14 @@ int64_t App::selected_size() const {
             mix(static_cast<uint64_t>(it.size));
             mix(reinterpret_cast<uintptr_t>(it.shared.data()));
             mix(it.shared.size());
-            chosen.push_back({it.size, it.shared_bytes, &it.shared});
         }
     if (m_selected_bytes >= 0 && mark == m_selected_mark)
         return m_selected_bytes;
+    std::vector<sharing::Entry> chosen;
+    for (const CatState& c : m_cats)
+        for (const Item& it : c.items)
+            if (it.selected && it.size > 0)
+                chosen.push_back({it.size, it.shared_bytes, &it.shared});
     m_selected_mark = mark;
     m_selected_bytes = sharing::frees_together(chosen);
     return m_selected_bytes;
@@ -282,6 +287,7 @@ void App::apply_deletion(const shell_ops::DeleteResult& result) {
     }
     if (unlinked.empty())
         return;
+    ++m_shared_generation;
     sharing::fold(unlinked);
     for (CatState& c : m_cats)
         for (Item& it : c.items) {

@@ -458,6 +458,10 @@ TEST(SharingApp, DeletingTheProjectsLeavesTheStoreItsFiles) {
     Item* shop = find_item(app, "nodeModules", "shop/node_modules");
     Item* blog = find_item(app, "nodeModules", "blog/node_modules");
     ASSERT_TRUE(shop && blog);
+    Item* ticked = find_item(app, "pnpmStore", "store");
+    ASSERT_NE(ticked, nullptr);
+    ticked->selected = true;
+    EXPECT_EQ(app.selected_size(), ticked->size - fx.a - fx.b - fx.s);
     // As the deletion worker reports it; nothing is deleted on disk here.
     shell_ops::DeleteResult result;
     result.deleted = {shop->path, blog->path};
@@ -466,6 +470,8 @@ TEST(SharingApp, DeletingTheProjectsLeavesTheStoreItsFiles) {
     ASSERT_NE(store, nullptr);
     EXPECT_EQ(store->frees, store->size);
     EXPECT_FALSE(store->frees_less());
+    // The store is still ticked, and now frees all of itself.
+    EXPECT_EQ(app.selected_size(), store->size);
     EXPECT_EQ(app.total_reclaimable(), unique_bytes([&] {
                   std::vector<std::string> paths;
                   for (const CatState& c : app.m_cats)

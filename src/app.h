@@ -52,6 +52,8 @@ struct RectF {
 };
 
 // One found entry that may be deleted.
+// A frame copies the entries it shows without their records of linked files
+// (row_copy in app_render_detail.cpp): a field added here goes there too.
 struct Item {
     std::string path;
     std::string name;
@@ -66,7 +68,7 @@ struct Item {
     int64_t shared_bytes = 0;
     int64_t frees = 0;
     // Deleting it alone gives back less than its size: the row says so.
-    bool frees_less() const { return size_known && !shared.empty() && frees != size; }
+    bool frees_less() const { return size_known && shared_bytes > 0 && frees != size; }
     SafetyLevel safety = SafetyLevel::Safe;
     bool keep_hint = false; // newest of a keep-newest category: offered, marked to keep
     // A version the user's tools are set to use (see tool_pins): offered,

@@ -38,6 +38,26 @@ const char* tr(const char* text) {
 
 // The rows [first, last) of a list whose row i starts at top + i × step and
 // is h high, that reach into the band [band_top, band_bottom).
+// What a row needs of an entry: everything but the records of its linked
+// files, which can run to many thousands and are summed up in frees.
+Item row_copy(const Item& it) {
+    Item r;
+    r.path = it.path;
+    r.name = it.name;
+    r.detail = it.detail;
+    r.modified = it.modified;
+    r.size = it.size;
+    r.size_known = it.size_known;
+    r.shared_bytes = it.shared_bytes;
+    r.frees = it.frees;
+    r.safety = it.safety;
+    r.keep_hint = it.keep_hint;
+    r.in_use = it.in_use;
+    r.selected = it.selected;
+    r.reasons = it.reasons;
+    return r;
+}
+
 std::pair<size_t, size_t> visible_rows(double top, double step, double h, size_t n, double band_top,
                                        double band_bottom) {
     if (n == 0 || step <= 0)
@@ -88,8 +108,9 @@ void App::draw_category_detail() {
                 }
                 const auto [f, l] = visible_rows(rows_top, step, row_h, cat.count, c.y, c.y + c.h);
                 first = f;
-                rows.assign(m_cats[i].items.begin() + static_cast<long>(f),
-                            m_cats[i].items.begin() + static_cast<long>(l));
+                rows.reserve(l - f);
+                for (size_t k = f; k < l; ++k)
+                    rows.push_back(row_copy(m_cats[i].items[k]));
                 found = true;
                 break;
             }

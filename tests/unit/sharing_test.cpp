@@ -561,6 +561,9 @@ TEST(SharingRows, ARowSaysWhatItFreesOnlyWhenThatDiffersFromItsSize) {
     render_test::Canvas canvas(1100, 720);
     app.render_offscreen(canvas.cr(), 1100, 720);
     app.m_fit_log = nullptr;
+    // SHARING_PNG=<file> keeps the page's picture, to look at the row.
+    if (const char* png = getenv("SHARING_PNG"))
+        canvas.write_png(png);
     const std::string first = "frees " + fmt::bytes(900000 - 512000);
     std::vector<const FitNote*> frees;
     const FitNote* size = nullptr;

@@ -3,8 +3,10 @@
 // same run times `du -s -B512`, a single-threaded walk over the same folders,
 // and the same scan without weighing the project folders (git, project files,
 // markers). Prints entries per second, the scan's time as a ratio of du's and
-// of the scan without weighing, the scanning process's peak memory, and the
-// totals of every measured folder next to du's.
+// of the scan without weighing, the scanning process's peak memory, the
+// records kept of files with several links (how many, how many bytes) and the
+// total with each such file counted once, and the totals of every measured
+// folder next to du's.
 //
 //   bench_scan [--scale S] [--runs N] [--dir FOLDER] [--keep]
 //
@@ -16,6 +18,7 @@
 #include "catalog.h"
 #include "fixture_home.h"
 #include "scanner.h"
+#include "sharing.h"
 
 #include <algorithm>
 #include <chrono>
@@ -68,7 +71,7 @@ struct Found {
 
 // The body of the scanning process: one full scan of the home the
 // environment points at, every measured entry written to `out`, the scan's
-// time on the first line.
+// time and what it recorded of files with several links on the first line.
 int scan_only(const std::string& out, bool weigh) {
     const auto start = Clock::now();
     App app;
@@ -79,8 +82,19 @@ int scan_only(const std::string& out, bool weigh) {
         app.on_poll();
     }
     const double took = seconds_since(start);
+    // The records of files with several links the scan keeps, and what the
+    // totals come to with each such file counted once.
+    long long records = 0, record_bytes = 0, sizes = 0;
+    for (const CatState& c : app.m_cats)
+        for (const Item& it : c.items) {
+            records += static_cast<long long>(it.shared.size());
+            record_bytes +=
+                static_cast<long long>(it.shared.capacity() * sizeof(sharing::SharedFile));
+            sizes += it.size > 0 ? it.size : 0;
+        }
     std::ofstream f(out);
-    f << took << "\n";
+    f << took << " " << records << " " << record_bytes << " " << sizes << " "
+      << app.total_reclaimable() << "\n";
     for (const CatState& c : app.m_cats)
         for (const Item& it : c.items)
             f << it.size << "\t" << it.path << "\n";
@@ -91,7 +105,16 @@ int scan_only(const std::string& out, bool weigh) {
 // Runs one full scan in a fresh process (this program again), so that its
 // peak memory is the scan's alone and not what building the fixture left
 // behind in this one.
-bool scan_in_child(const std::string& out, double& secs, long& peak_kib, bool weigh = true) {
+// What the scan kept of files with several links, read from its first line.
+struct Records {
+    long long count = 0;
+    long long bytes = 0;
+    long long sizes = 0;        // the entries' sizes added up
+    long long counted_once = 0; // the total the overview shows
+};
+
+bool scan_in_child(const std::string& out, double& secs, long& peak_kib, bool weigh = true,
+                   Records* records = nullptr) {
     const pid_t pid = fork();
     if (pid < 0)
         return false;
@@ -107,6 +130,10 @@ bool scan_in_child(const std::string& out, double& secs, long& peak_kib, bool we
     peak_kib = ru.ru_maxrss;
     std::ifstream f(out);
     f >> secs;
+    Records r;
+    f >> r.count >> r.bytes >> r.sizes >> r.counted_once;
+    if (records)
+        *records = r;
     return true;
 }
 
@@ -114,7 +141,7 @@ std::vector<Found> read_found(const std::string& file) {
     std::vector<Found> v;
     std::ifstream f(file);
     std::string line;
-    std::getline(f, line); // the time
+    std::getline(f, line); // the time and the records
     while (std::getline(f, line)) {
         const std::size_t tab = line.find('\t');
         if (tab == std::string::npos)
@@ -226,7 +253,8 @@ int main(int argc, char** argv) {
     const std::string out = dir + "/scan.txt";
     double secs = 0;
     long peak = 0;
-    if (!scan_in_child(out, secs, peak)) {
+    Records records;
+    if (!scan_in_child(out, secs, peak, true, &records)) {
         std::fprintf(stderr, "the scan failed\n");
         return 1;
     }
@@ -293,6 +321,11 @@ int main(int argc, char** argv) {
     std::printf("entries per second       %.0f\n", entries / scan_m);
     std::printf("peak memory of the scan  %.1f MiB (without weighing %.1f MiB)\n",
                 peak_max / 1024.0, unweighed_peak_max / 1024.0);
+    std::printf("files with several links %lld recorded, %lld bytes of records (%.1f per file)\n",
+                records.count, records.bytes,
+                records.count > 0 ? static_cast<double>(records.bytes) / records.count : 0.0);
+    std::printf("found in total           %lld bytes, each file once %lld\n", records.sizes,
+                records.counted_once);
     std::printf("totals (512-byte blocks) scan %lld, du %lld\n", static_cast<long long>(ours),
                 static_cast<long long>(theirs));
     std::printf("folders agreeing with du %d of %zu\n", agree, found.size());

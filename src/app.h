@@ -54,6 +54,8 @@ struct RectF {
 };
 
 // One found entry that may be deleted.
+// A frame copies the entries it shows without their records of linked files
+// (row_copy in app_render_detail.cpp): a field added here goes there too.
 struct Item {
     std::string path;
     std::string name;
@@ -61,6 +63,14 @@ struct Item {
     time_t modified = 0;
     int64_t size = 0; // allocated bytes; only positive sizes count in totals
     bool size_known = false;
+    // Files in it with more than one link (sorted, see sharing.h), the part of
+    // size they take, and what deleting this entry alone gives back: less
+    // than size when some of its files are linked from elsewhere too.
+    std::vector<sharing::SharedFile> shared;
+    int64_t shared_bytes = 0;
+    int64_t frees = 0;
+    // Deleting it alone gives back less than its size: the row says so.
+    bool frees_less() const { return size_known && shared_bytes > 0 && frees != size; }
     SafetyLevel safety = SafetyLevel::Safe;
     bool keep_hint = false; // newest of a keep-newest category: offered, marked to keep
     // A version the user's tools are set to use (see tool_pins): offered,
@@ -83,13 +93,17 @@ struct CatState {
     std::vector<Item> items;
     bool scanning = false;
     bool did_scan = false;
+    // Bytes of its entries' sizes that are files linked from an entry counted
+    // before (in an earlier category, or earlier in this one): left out of
+    // its total so that every file counts once. Set by App::recount_shared.
+    int64_t counted_elsewhere = 0;
 
     int64_t total_size() const {
         int64_t sum = 0;
         for (const Item& it : items)
             if (it.size > 0)
                 sum += it.size;
-        return sum;
+        return std::max<int64_t>(0, sum - counted_elsewhere);
     }
 };
 
@@ -329,8 +343,14 @@ public:
     CatState* current_category();
     const CatState* current_category() const;
     std::vector<VisibleGroup> visible_groups() const;
+    // Both count a file linked from several entries once.
     int64_t total_reclaimable() const;
     int64_t safe_reclaimable() const;
+    // Works out again which bytes of each category were counted before
+    // (CatState::counted_elsewhere) and of the Safe entries; after results
+    // holding files with several links are replaced or removed. Caller holds
+    // m_mutex while a worker runs.
+    void recount_shared();
 
     // ---- Selection and cleaning (app_clean.cpp) ----
     // Ticks every Safe entry of the category except a kept version (the
@@ -346,6 +366,9 @@ public:
     void select_all(CatState& cat);
     // Over all categories; the caller holds m_mutex while a worker runs.
     int selected_count() const;
+    // What deleting the ticked entries would give back: a file with several
+    // links counts only when all of them lie inside the ticked entries.
+    // Worked out again from their records when the ticks change.
     int64_t selected_size() const;
     // Opens the "Delete permanently?" dialog; nothing when nothing is ticked.
     void confirm_clean();
@@ -488,6 +511,9 @@ public:
     // project's last activity ("project active 3 mo ago") once known, else
     // when the entry last changed; empty when neither is known.
     static std::string age_line(const Item& item);
+    // "frees 1.2 MB": what deleting the entry alone gives back, shown beside
+    // its size when the two differ.
+    std::string frees_text(const Item& item) const;
     void draw_manual_list();
 
     // ---- Overlays (app_render_overlay.cpp, app_render_settings.cpp) ----
@@ -579,10 +605,18 @@ public:
     std::string m_status_message;
     // The message is a failure's reason, an untranslated interface text.
     bool m_status_failed = false;
-    int64_t m_freed_bytes = 0; // the sum of the deleted entries' measured sizes
+    int64_t m_freed_bytes = 0; // what the deleted entries were expected to give back together
     // What the file systems holding them gained, read with statvfs around
     // the deletion; -1 when it could not be read.
     int64_t m_gained_bytes = -1;
+    // Bytes the Safe entries count twice: files several of them link.
+    int64_t m_safe_counted_twice = 0;
+    // Raised whenever records of linked files change in place (after a
+    // deletion), so that selected_size() does not trust its last answer.
+    uint64_t m_shared_generation = 0;
+    // The last selected_size() and the ticks it was worked out for.
+    mutable uint64_t m_selected_mark = 0;
+    mutable int64_t m_selected_bytes = -1;
     std::vector<std::string> m_failed_paths;
     bool m_failed_dialog_pending = false;
     std::vector<Item> m_manual;

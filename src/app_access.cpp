@@ -631,7 +631,10 @@ std::string AccessTree::entry_description(const AccNode& d) {
     // What the row shows, in its order: size, age, safety, why.
     std::vector<std::string> parts;
     parts.push_back(it->size_known ? m_app.ltr(fmt::bytes(it->size)) : "\u2026");
-    parts.push_back(App::age_line(*it));
+    if (it->frees_less())
+        parts.push_back(m_app.frees_text(*it));
+    if (std::string age = App::age_line(*it); !age.empty())
+        parts.push_back(std::move(age));
     parts.push_back(tr(catalog::safety_title(it->safety)));
     if (it->in_use)
         parts.push_back(tr("in use — keep"));

@@ -99,6 +99,7 @@ private:
     struct CatMark {
         const void* data = nullptr;
         size_t size = 0;
+        int64_t counted_elsewhere = 0;
         bool scanning = false;
         bool did_scan = false;
     };

@@ -51,7 +51,8 @@ void AccessTree::refresh_categories() {
     for (size_t i = 0; same && i < cats.size(); ++i) {
         const CatMark& m = m_cat_marks[i];
         same = m.data == cats[i].items.data() && m.size == cats[i].items.size() &&
-               m.scanning == cats[i].scanning && m.did_scan == cats[i].did_scan;
+               m.counted_elsewhere == cats[i].counted_elsewhere && m.scanning == cats[i].scanning &&
+               m.did_scan == cats[i].did_scan;
     }
     if (same)
         return;
@@ -59,7 +60,8 @@ void AccessTree::refresh_categories() {
     m_cat_totals.clear();
     m_total = 0;
     for (const CatState& c : cats) {
-        m_cat_marks.push_back({c.items.data(), c.items.size(), c.scanning, c.did_scan});
+        m_cat_marks.push_back(
+            {c.items.data(), c.items.size(), c.counted_elsewhere, c.scanning, c.did_scan});
         m_cat_totals.push_back(c.total_size());
         m_total += m_cat_totals.back();
     }

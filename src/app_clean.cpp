@@ -7,6 +7,7 @@
 // the paths and while it applies the outcome, never while deleting.
 
 #include "app.h"
+#include "sharing.h"
 
 #include "activity.h"
 #include "deletion_guard.h"
@@ -70,12 +71,36 @@ int App::selected_count() const {
 }
 
 int64_t App::selected_size() const {
-    int64_t sum = 0;
+    // The ticks and what they point at, marked cheaply in one pass; the
+    // records are merged again only when the mark changes (a tick, new
+    // results, a deletion).
+    uint64_t mark = 1469598103934665603ull;
+    auto mix = [&mark](uint64_t v) {
+        mark ^= v;
+        mark *= 1099511628211ull;
+    };
+    mix(m_shared_generation);
+    for (std::size_t ci = 0; ci < m_cats.size(); ++ci)
+        for (std::size_t ii = 0; ii < m_cats[ci].items.size(); ++ii) {
+            const Item& it = m_cats[ci].items[ii];
+            if (!it.selected || it.size <= 0)
+                continue;
+            mix(ci);
+            mix(ii);
+            mix(static_cast<uint64_t>(it.size));
+            mix(reinterpret_cast<uintptr_t>(it.shared.data()));
+            mix(it.shared.size());
+        }
+    if (m_selected_bytes >= 0 && mark == m_selected_mark)
+        return m_selected_bytes;
+    std::vector<sharing::Entry> chosen;
     for (const CatState& c : m_cats)
         for (const Item& it : c.items)
             if (it.selected && it.size > 0)
-                sum += it.size;
-    return sum;
+                chosen.push_back({it.size, it.shared_bytes, &it.shared});
+    m_selected_mark = mark;
+    m_selected_bytes = sharing::frees_together(chosen);
+    return m_selected_bytes;
 }
 
 // ---------------------------------------------------------------------------
@@ -213,17 +238,31 @@ void App::do_clean() {
     {
         std::lock_guard<std::mutex> lock(m_mutex);
         apply_deletion(result);
-        int64_t freed = 0;
+        // What the deleted entries were expected to give back together.
+        std::vector<sharing::Entry> deleted;
+        std::unordered_map<int, std::vector<sharing::Entry>> on_volume;
         for (const std::string& p : result.deleted) {
             const auto found = chosen.find(p);
-            const int64_t size = found != chosen.end() ? found->second.size : 0;
-            if (size > 0)
-                freed += size;
+            const bool measured = found != chosen.end() && found->second.size_known;
             // A size cut short (by the scan's deadline, say) is no measure to
             // hold the disk's gain against.
-            const bool measured = found != chosen.end() && found->second.size_known;
-            disk_space::count_deleted(disk, p, measured ? size : 0);
+            disk_space::count_deleted(disk, p, measured ? found->second.size : 0);
+            if (found == chosen.end())
+                continue;
+            const sharing::Entry e{found->second.size, found->second.shared_bytes,
+                                   &found->second.shared};
+            deleted.push_back(e);
+            const auto volume = disk.volume_of.find(p);
+            if (measured && volume != disk.volume_of.end())
+                on_volume[volume->second].push_back(e);
         }
+        // A file linked from several deleted entries comes back once, and
+        // only when all its links went; what each file system was expected
+        // to gain is worked out the same way (links never cross them).
+        for (const auto& [volume, entries] : on_volume)
+            disk.volumes[static_cast<std::size_t>(volume)].expected =
+                sharing::frees_together(entries);
+        const int64_t freed = sharing::frees_together(deleted);
         m_freed_bytes = freed;
         const disk_space::Result gain = disk_space::compare(disk);
         m_gained_bytes = gain.known ? gain.gained : -1;
@@ -287,12 +326,30 @@ void App::apply_deletion(const shell_ops::DeleteResult& result) {
     const std::unordered_set<std::string> gone(result.deleted.begin(), result.deleted.end());
     if (gone.empty())
         return;
+    // The links the deleted entries held are gone: files they shared with
+    // the remaining entries now have fewer links left.
+    std::vector<sharing::SharedFile> unlinked;
     for (CatState& c : m_cats) {
         std::vector<Item> kept;
         kept.reserve(c.items.size());
-        for (Item& it : c.items)
+        for (Item& it : c.items) {
             if (!gone.count(it.path))
                 kept.push_back(std::move(it));
+            else
+                unlinked.insert(unlinked.end(), it.shared.begin(), it.shared.end());
+        }
         c.items = std::move(kept);
     }
+    if (unlinked.empty())
+        return;
+    ++m_shared_generation;
+    sharing::fold(unlinked);
+    for (CatState& c : m_cats)
+        for (Item& it : c.items) {
+            if (it.shared.empty())
+                continue;
+            sharing::forget_links(it.shared, unlinked);
+            it.frees = sharing::frees_alone({it.size, it.shared_bytes, &it.shared});
+        }
+    recount_shared();
 }

@@ -42,6 +42,28 @@ const char* tr(const char* text) {
 
 // The rows [first, last) of a list whose row i starts at top + i × step and
 // is h high, that reach into the band [band_top, band_bottom).
+// What a row needs of an entry: everything but the records of its linked
+// files, which can run to many thousands and are summed up in frees.
+Item row_copy(const Item& it) {
+    Item r;
+    r.path = it.path;
+    r.name = it.name;
+    r.detail = it.detail;
+    r.modified = it.modified;
+    r.size = it.size;
+    r.size_known = it.size_known;
+    r.shared_bytes = it.shared_bytes;
+    r.frees = it.frees;
+    r.safety = it.safety;
+    r.keep_hint = it.keep_hint;
+    r.in_use = it.in_use;
+    r.selected = it.selected;
+    r.reasons = it.reasons;
+    r.active = it.active;
+    r.of_project = it.of_project;
+    return r;
+}
+
 std::pair<size_t, size_t> visible_rows(double top, double step, double h, size_t n, double band_top,
                                        double band_bottom) {
     if (n == 0 || step <= 0)
@@ -92,8 +114,9 @@ void App::draw_category_detail() {
                 }
                 const auto [f, l] = visible_rows(rows_top, step, row_h, cat.count, c.y, c.y + c.h);
                 first = f;
-                rows.assign(m_cats[i].items.begin() + static_cast<long>(f),
-                            m_cats[i].items.begin() + static_cast<long>(l));
+                rows.reserve(l - f);
+                for (size_t k = f; k < l; ++k)
+                    rows.push_back(row_copy(m_cats[i].items[k]));
                 found = true;
                 break;
             }
@@ -246,7 +269,18 @@ void App::draw_item_row(const Item& item, int index, RectF r, int64_t cat_total,
 
     // First line: name, the keep mark (in use, else newest), size.
     const std::string size = item.size_known ? ltr(fmt::bytes(item.size)) : "\u2026";
-    double name_w = w - (measure_text(size, Font::MonoBold) + 8);
+    const double size_w = measure_text(size, Font::MonoBold);
+    double name_w = w - (size_w + 8);
+    // Files linked from elsewhere too stay when it goes: say what it frees,
+    // beside the size, in at most a third of the line.
+    if (item.frees_less()) {
+        const std::string frees = frees_text(item);
+        const double frees_w = std::min(measure_text(frees, Font::Caption), w / 3);
+        name_w -= frees_w + 8;
+        draw_label_right(truncate_to_width(frees, Font::Caption, frees_w), Font::Caption,
+                         rect(x + w - size_w - 8 - frees_w, r.y + 11, frees_w, 16),
+                         m_palette.secondary);
+    }
     if (item.in_use || item.keep_hint) {
         const std::string keep = tr(item.in_use ? "in use — keep" : "newest — keep");
         name_w -= measure_text(keep, Font::CaptionBold) + 14 + 8;
@@ -317,6 +351,11 @@ std::string App::age_line(const Item& item) {
     if (item.modified > 0)
         return I18n::instance().trf("last changed %s", fmt::relative(item.modified).c_str());
     return {};
+}
+
+std::string App::frees_text(const Item& item) const {
+    return I18n::instance().trf("frees %s",
+                                ltr(fmt::bytes(std::max<int64_t>(item.frees, 0))).c_str());
 }
 
 std::string App::reasons_line(const std::vector<evidence::Reason>& reasons) const {

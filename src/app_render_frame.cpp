@@ -326,18 +326,11 @@ void App::draw_footer() {
     bool status_failed = false;
     {
         std::lock_guard<std::mutex> lock(m_mutex);
-        // One pass for the selection and the reclaimable total alike: a
-        // category can hold tens of thousands of entries.
-        for (const CatState& c : m_cats)
-            for (const Item& it : c.items) {
-                if (it.size > 0)
-                    total += it.size;
-                if (it.selected) {
-                    ++count;
-                    if (it.size > 0)
-                        size += it.size;
-                }
-            }
+        // A file linked from several entries counts once in the total, and
+        // in the selection only when all its links are ticked.
+        count = selected_count();
+        size = selected_size();
+        total = total_reclaimable();
         status_failed = m_status_failed;
         m_footer_count = count;
         m_footer_size = size;

@@ -12,6 +12,7 @@
 #include "i18n.h"
 #include "paths.h"
 #include "scanner.h"
+#include "sharing.h"
 #include "strutil.h"
 #include "tool_pins.h"
 
@@ -37,6 +38,11 @@ constexpr const char* SET_AS_DEFAULT = tr_noop("Set as default in %s");
 constexpr const char* SET_FOR_A_FOLDER = tr_noop("Set for a folder in %s");
 constexpr const char* USED_BY_ONE_PROJECT = tr_noop("Used by one project");
 constexpr const char* USED_BY_PROJECTS = tr_noop("Used by %s projects");
+
+bool holds_shared(const std::vector<Item>& items) {
+    return std::any_of(items.begin(), items.end(),
+                       [](const Item& it) { return !it.shared.empty(); });
+}
 
 // Background work yields to the interface and to the user's other programs.
 void lower_priority() {
@@ -66,6 +72,7 @@ void App::load_categories() {
         c.def = d;
         m_cats.push_back(std::move(c));
     }
+    m_safe_counted_twice = 0;
 }
 
 void App::start_scan() {
@@ -96,6 +103,7 @@ void App::start_scan() {
                 if (it.selected)
                     m_ticked[c.def.id].insert(it.path);
         m_cats = std::move(fresh);
+        m_safe_counted_twice = 0;
         m_status_message.clear();
         m_status_failed = false;
         m_freed_bytes = 0;
@@ -169,9 +177,13 @@ void App::scan_worker() {
                 for (Item& it : local.items)
                     if (ticked.count(it.path))
                         it.selected = true;
+            const bool linked = holds_shared(cat.items) || holds_shared(local.items);
             cat.items = std::move(local.items);
             cat.scanning = false;
             cat.did_scan = true;
+            // Entries without files of several links change no other total.
+            if (linked)
+                recount_shared();
         }
         m_dirty = true;
     }
@@ -348,6 +360,9 @@ void App::scan_category(CatState& cat) {
             if (measured) {
                 it.size = m.bytes;
                 it.size_known = true;
+                it.shared = std::move(m.shared);
+                it.shared_bytes = m.shared_bytes;
+                it.frees = sharing::frees_alone({it.size, it.shared_bytes, &it.shared});
                 if (m.newest_mtime > it.modified)
                     it.modified = m.newest_mtime;
             }
@@ -440,5 +455,29 @@ int64_t App::safe_reclaimable() const {
         for (const Item& it : c.items)
             if (it.safety == SafetyLevel::Safe && it.size > 0)
                 sum += it.size;
-    return sum;
+    return std::max<int64_t>(0, sum - m_safe_counted_twice);
+}
+
+void App::recount_shared() {
+    // Only entries holding such files can share bytes with another.
+    std::vector<sharing::Entry> all, safe;
+    std::vector<CatState*> owner;
+    for (CatState& c : m_cats)
+        for (const Item& it : c.items) {
+            if (it.shared.empty() || it.size <= 0)
+                continue;
+            const sharing::Entry e{it.size, it.shared_bytes, &it.shared};
+            all.push_back(e);
+            owner.push_back(&c);
+            if (it.safety == SafetyLevel::Safe)
+                safe.push_back(e);
+        }
+    for (CatState& c : m_cats)
+        c.counted_elsewhere = 0;
+    const std::vector<int64_t> before = sharing::counted_before(all);
+    for (std::size_t i = 0; i < before.size(); ++i)
+        owner[i]->counted_elsewhere += before[i];
+    m_safe_counted_twice = 0;
+    for (const int64_t b : sharing::counted_before(safe))
+        m_safe_counted_twice += b;
 }

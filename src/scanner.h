@@ -9,6 +9,7 @@
 #pragma once
 
 #include "catalog.h"
+#include "sharing.h"
 
 #include <atomic>
 #include <cstdint>
@@ -37,6 +38,11 @@ struct Measure {
     // deadline: the figures then hold only part of the tree, and holds_git
     // may have missed a repository in the part not seen.
     bool complete = false;
+    // Files below it with more than one link, once each with the number of
+    // their links met inside, sorted by (dev, ino); and the part of bytes
+    // they take. What deleting it would really free is reckoned from them.
+    std::vector<sharing::SharedFile> shared;
+    int64_t shared_bytes = 0;
 };
 
 // What lstat says of a path. When ok is false every other field is zero.
@@ -58,8 +64,9 @@ Stat lstat_of(const std::string& path);
 // Allocated size and newest change of a file or folder (a display path). A
 // symbolic link measures {0, 0}, whatever it points to. Inside a folder links
 // are skipped, and a file with several hard links counts once per
-// measurement. A big folder's subfolders are shared with idle walking threads;
-// the process never runs more than MAX_WALKERS of them at once.
+// measurement and is recorded in Measure::shared. A big folder's subfolders
+// are shared with idle walking threads; the process never runs more than
+// MAX_WALKERS of them at once.
 Measure measure(const std::string& path, std::atomic<bool>* cancel);
 int64_t size(const std::string& path, std::atomic<bool>* cancel);
 

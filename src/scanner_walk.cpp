@@ -14,12 +14,14 @@
 //
 // Sharing: a measurement that turns out to be big recruits helper threads
 // while the process-wide budget of MAX_WALKERS walking threads has room, and
-// hands them subfolders it has not visited yet. Every thread of a measurement
-// adds into the same hard-link set, so a file linked several times inside the
-// measured folder counts once however the work was split. A helper gives its
-// slot back as soon as a new measurement waits for one, returning its
-// unvisited subfolders to the measurement, so one huge folder never delays the
-// next entry.
+// hands them subfolders it has not visited yet. Each thread notes every file
+// with several links it meets in a list of its own (no lock, no hash set); the
+// lists are joined, sorted and folded when the measurement ends, so a file
+// linked several times inside the measured folder counts once however the
+// work was split, and the measurement knows how many of its links it held.
+// A helper gives its slot back as soon as a new measurement waits for one,
+// returning its unvisited subfolders to the measurement, so one huge folder
+// never delays the next entry.
 //
 // Sections: budget · shared state · one thread's walk · measure.
 
@@ -40,7 +42,7 @@
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
-#include <unordered_set>
+#include <utility>
 
 namespace scanner_internal {
 int open_dir_at(int at, const char* name, bool follow);
@@ -140,6 +142,15 @@ struct StopFlags {
     }
 };
 
+// A file with several links whose block count a record cannot hold.
+struct Huge {
+    uint64_t dev = 0;
+    uint64_t ino = 0;
+    int64_t blocks = 0;
+    bool operator<(const Huge& o) const { return dev != o.dev ? dev < o.dev : ino < o.ino; }
+    bool operator==(const Huge& o) const { return dev == o.dev && ino == o.ino; }
+};
+
 // One directory on a walk's stack.
 struct Frame {
     int fd = -1; // -1 while closed to save descriptors
@@ -167,16 +178,10 @@ struct Shared {
     int64_t bytes = 0;
     time_t newest = 0;
     bool git = false;
-
-    std::mutex links_m;
-    std::unordered_set<uint64_t> links;
-
-    // A file with several hard links counts only the first time it is seen.
-    bool first_sighting(dev_t dev, ino_t ino) {
-        const uint64_t key = (static_cast<uint64_t>(dev) << 32) ^ static_cast<uint64_t>(ino);
-        std::lock_guard<std::mutex> lock(links_m);
-        return links.insert(key).second;
-    }
+    // Every sighting of a file with several links, from all threads (under m).
+    std::vector<sharing::SharedFile> links;
+    // Those too big for a record's block count, with their exact size.
+    std::vector<Huge> huge;
 };
 
 // ---------------------------------------------------------------------------
@@ -195,9 +200,11 @@ public:
     // Returns false when the walk was handed back unfinished.
     bool walk(Frame job, bool helper);
 
-    int64_t bytes = 0;
+    int64_t bytes = 0; // not counting files with several links
     time_t newest = 0;
     bool git = false;
+    std::vector<sharing::SharedFile> links;
+    std::vector<Huge> huge;
 
 private:
     Shared& m_sh;
@@ -252,8 +259,16 @@ void Walker::read_dir(Frame& f) {
             if (S_ISDIR(st.st_mode)) {
                 bytes += size;
                 f.subdirs.emplace_back(name);
-            } else if (st.st_nlink < 2 || m_sh.first_sighting(st.st_dev, st.st_ino)) {
+            } else if (st.st_nlink < 2) {
                 bytes += size;
+            } else {
+                // Counted once, when the measurement's lists are folded.
+                links.push_back(
+                    sharing::record(st.st_dev, st.st_ino, st.st_blocks, st.st_nlink, 1));
+                if (st.st_blocks >= static_cast<blkcnt_t>(sharing::MAX_BLOCKS))
+                    huge.push_back({static_cast<uint64_t>(st.st_dev),
+                                    static_cast<uint64_t>(st.st_ino),
+                                    static_cast<int64_t>(st.st_blocks)});
             }
         }
     }
@@ -455,6 +470,13 @@ void Walker::serve(bool helper) {
     m_sh.bytes += bytes;
     m_sh.newest = std::max(m_sh.newest, newest);
     m_sh.git = m_sh.git || git;
+    if (m_sh.links.empty())
+        m_sh.links.swap(links);
+    else
+        m_sh.links.insert(m_sh.links.end(), links.begin(), links.end());
+    m_sh.huge.insert(m_sh.huge.end(), huge.begin(), huge.end());
+    links.clear();
+    huge.clear();
     bytes = 0;
     newest = 0;
     git = false;
@@ -486,7 +508,21 @@ void walk_below(int fd, bool share, StopFlags stop, scanner::Measure& out) {
     }
     for (std::thread& t : helpers)
         t.join();
-    out.bytes += sh.bytes;
+    // Each file with several links counts once, at its own size; a record
+    // holds at most MAX_BLOCKS, the few bigger files are counted exactly.
+    sharing::fold(sh.links);
+    std::sort(sh.huge.begin(), sh.huge.end());
+    sh.huge.erase(std::unique(sh.huge.begin(), sh.huge.end()), sh.huge.end());
+    int64_t shared_bytes = 0;
+    for (const sharing::SharedFile& f : sh.links)
+        if (f.blocks < sharing::MAX_BLOCKS)
+            shared_bytes += static_cast<int64_t>(f.blocks) * 512;
+    for (const Huge& h : sh.huge)
+        shared_bytes += h.blocks * 512;
+    sh.links.shrink_to_fit();
+    out.shared = std::move(sh.links);
+    out.shared_bytes += shared_bytes;
+    out.bytes += sh.bytes + shared_bytes;
     out.newest_mtime = std::max(out.newest_mtime, sh.newest);
     out.holds_git = out.holds_git || sh.git;
 }
@@ -521,8 +557,13 @@ scanner::Measure measure_impl(const std::string& path, std::atomic<bool>* cancel
         return m;
     m.newest_mtime = st.mtime;
     m.bytes = st.blocks * 512;
-    if (!st.is_dir)
+    if (!st.is_dir) {
+        if (st.is_regular && st.nlink > 1) {
+            m.shared.push_back(sharing::record(st.dev, st.ino, st.blocks, st.nlink, 1));
+            m.shared_bytes = m.bytes;
+        }
         return m;
+    }
     StopFlags stop{cancel, abandoned};
     if (stop()) {
         m.complete = false;

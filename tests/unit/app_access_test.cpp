@@ -649,3 +649,28 @@ TEST(RenderAccess, InRightToLeftTheExtentsAreWhereTheMirroredControlsAre) {
     EXPECT_EQ(y, static_cast<gint>(t->rect.y));
     EXPECT_EQ(name(must_find(app, "toolbar.scan")), I18n::instance().tr("Rescan"));
 }
+
+TEST(RenderAccess, AnEntryThatFreesLessThanItsSizeSaysWhatItFrees) {
+    Fresh fresh;
+    App app;
+    page(app);
+    // The first entry's files are linked from elsewhere too; the second's
+    // linked files all lie inside it.
+    app.m_cats[0].items[0].shared = {sharing::record(1, 1, 4, 2, 1)};
+    app.m_cats[0].items[0].shared_bytes = 2048;
+    app.m_cats[0].items[0].frees = 952;
+    app.m_cats[0].items[1].shared = {sharing::record(1, 2, 1, 2, 2)};
+    app.m_cats[0].items[1].shared_bytes = 512;
+    app.m_cats[0].items[1].frees = 1000;
+    frame(app);
+    AtkObject* entries = must_find(app, "entries.gradle");
+    AtkObject* linked = child(entries, 0);
+    AtkObject* whole = child(entries, 2);
+    ASSERT_TRUE(linked && whole);
+    const std::string d = atk_object_get_description(linked);
+    EXPECT_NE(d.find("3 KB · frees 952 B"), std::string::npos) << d;
+    const std::string w = atk_object_get_description(whole);
+    EXPECT_EQ(w.find("frees"), std::string::npos) << w;
+    g_object_unref(linked);
+    g_object_unref(whole);
+}

@@ -418,6 +418,13 @@ TEST_P(Fit, EveryCatalogRowFitsOnItsPageAndInTheSidebar) {
             it.modified = now - 86400 * (i + 2);
             it.safety = i == 0 ? SafetyLevel::Risky : d.safety;
             it.keep_hint = i == 0;
+            // The second frees less than its size (files linked from
+            // elsewhere): "frees …" must fit beside the size as well.
+            if (i == 1) {
+                it.shared = {sharing::record(1, 1, 8, 2, 1)};
+                it.shared_bytes = 4096;
+                it.frees = it.size / 3;
+            }
             c.items.push_back(std::move(it));
         }
         app.m_cats.push_back(std::move(c));

@@ -187,7 +187,7 @@ void App::draw_category_detail() {
     for (size_t k = 0; k < rows.size(); ++k) {
         const size_t i = first + k;
         draw_item_row(rows[k], static_cast<int>(i),
-                      rect(x, rows_top + static_cast<double>(i) * step, w, row_h), cat.total,
+                      rect(x, rows_top + static_cast<double>(i) * step, w, row_h), cat.listed,
                       accent);
     }
     m_content_height =

@@ -38,7 +38,10 @@ struct CatView {
     bool scanning = false;
     bool did_scan = false;
     size_t count = 0;
-    int64_t total = 0; // positive sizes only
+    int64_t total = 0; // positive sizes only, every linked file counted once
+    // The plain sum of the entries' positive sizes: what each row's share bar
+    // is a part of, so that entries sharing files never fill more than the bar.
+    int64_t listed = 0;
 };
 
 // The caller holds m_mutex.
@@ -56,6 +59,9 @@ inline CatView view_of(const CatState& c, int index) {
     v.did_scan = c.did_scan;
     v.count = c.items.size();
     v.total = c.total_size();
+    for (const Item& it : c.items)
+        if (it.size > 0)
+            v.listed += it.size;
     return v;
 }
 

@@ -54,7 +54,7 @@ LANGUAGES = [
     ("zh", "中文", False),
 ]
 
-EXPECTED_KEYS = 303
+EXPECTED_KEYS = 308
 
 PROG = "po_tables"
 

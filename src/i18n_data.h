@@ -7,7 +7,7 @@
 
 namespace i18n_data {
 
-inline constexpr int KEY_COUNT = 303;
+inline constexpr int KEY_COUNT = 308;
 inline constexpr int LANG_COUNT = 22;
 
 // One built-in language. values[i] translates KEYS[i]; where no translation

@@ -13,6 +13,7 @@
 #include "git_fixture.h"
 #include "i18n.h"
 #include "render_test_util.h"
+#include "scan_test_util.h"
 #include "test_env.h"
 
 #include <atk/atk.h>
@@ -23,6 +24,8 @@
 #include <chrono>
 #include <ctime>
 #include <thread>
+
+using scan_test::wait_for_scan;
 
 using fs_fixture::set_times;
 using fs_fixture::write_file;
@@ -51,18 +54,6 @@ bool click(App& app, Act act, int index) {
         return false;
     app.on_click(t->rect.x + t->rect.w / 2, t->rect.y + t->rect.h / 2, false);
     return true;
-}
-
-bool wait_for_scan(App& app, double seconds = 60.0) {
-    const auto end = std::chrono::steady_clock::now() +
-                     std::chrono::milliseconds(static_cast<int>(seconds * 1000));
-    while (std::chrono::steady_clock::now() < end) {
-        app.on_poll();
-        if (!app.m_scanning && !app.m_worker.joinable())
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return false;
 }
 
 CatState* cat(App& app, const std::string& id) {

@@ -8,6 +8,7 @@
 
 #include "catalog.h"
 #include "fs_fixture.h"
+#include "scan_test_util.h"
 #include "strutil.h"
 #include "test_env.h"
 
@@ -17,6 +18,8 @@
 #include <chrono>
 #include <fstream>
 #include <thread>
+
+using scan_test::wait_for_scan;
 
 using fs_fixture::make_dirs;
 using fs_fixture::write_file;
@@ -64,18 +67,6 @@ std::vector<std::string> marked(const CatState& c, bool Item::*flag) {
             out.push_back(it.name);
     std::sort(out.begin(), out.end());
     return out;
-}
-
-bool wait_for_scan(App& app, double seconds = 60.0) {
-    const auto end = std::chrono::steady_clock::now() +
-                     std::chrono::milliseconds(static_cast<int>(seconds * 1000));
-    while (std::chrono::steady_clock::now() < end) {
-        app.on_poll();
-        if (!app.m_scanning && !app.m_worker.joinable())
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return false;
 }
 
 const std::string STABLE = "stable-x86_64-unknown-linux-gnu";

@@ -9,6 +9,7 @@
 #include "fixture_home.h"
 #include "fs_fixture.h"
 #include "git_fixture.h"
+#include "scan_test_util.h"
 #include "scanner.h"
 #include "test_env.h"
 
@@ -17,24 +18,13 @@
 #include <chrono>
 #include <thread>
 
+using scan_test::wait_for_scan;
+
 using fs_fixture::make_dirs;
 using fs_fixture::reference_measure;
 using fs_fixture::write_file;
 
 namespace {
-
-// Polls as the interface's timer would until the worker has been joined.
-bool wait_for_scan(App& app, double seconds = 60.0) {
-    const auto end = std::chrono::steady_clock::now() +
-                     std::chrono::milliseconds(static_cast<int>(seconds * 1000));
-    while (std::chrono::steady_clock::now() < end) {
-        app.on_poll();
-        if (!app.m_scanning && !app.m_worker.joinable())
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return false;
-}
 
 const CatState* cat(const App& app, const std::string& id) {
     for (const CatState& c : app.m_cats)
@@ -650,25 +640,26 @@ TEST(ScanProjects, AHomeHoldingEveryRowIsScannedWithOneWalkOfTheProjectsFolder) 
     const std::vector<std::string> opened = scanner_testing::project_walk_opened();
     scanner_testing::record_project_walk(false);
 
-    EXPECT_EQ(std::count(opened.begin(), opened.end(), h), 1) << "the projects folder was walked more than once";
+    EXPECT_EQ(std::count(opened.begin(), opened.end(), h), 1)
+        << "the projects folder was walked more than once";
     std::vector<std::string> sorted = opened;
     std::sort(sorted.begin(), sorted.end());
     EXPECT_EQ(std::adjacent_find(sorted.begin(), sorted.end()), sorted.end())
         << "a folder of the projects tree was read twice";
     // And the one walk found every kind for its row.
-    for (const auto& [id, name] : std::vector<std::pair<const char*, const char*>>{
-             {"nodeModules", "web/node_modules"},
-             {"webCaches", "web/.next"},
-             {"dotnetBuild", "svc/bin"},
-             {"dotnetBuild", "svc/obj"},
-             {"cmakeBuilds", "eng/cmake-build-debug"},
-             {"buildDirs", "eng/build"},
-             {"toolchainBuilds", "ex/_build"},
-             {"toolchainBuilds", "ex/deps"},
-             {"testEnvs", "py/.tox"},
-             {"venvs", "py/.venv"},
-             {"pycache", "pkg/__pycache__"},
-             {"terraformDirs", "tf/.terraform"}}) {
+    for (const auto& [id, name] :
+         std::vector<std::pair<const char*, const char*>>{{"nodeModules", "web/node_modules"},
+                                                          {"webCaches", "web/.next"},
+                                                          {"dotnetBuild", "svc/bin"},
+                                                          {"dotnetBuild", "svc/obj"},
+                                                          {"cmakeBuilds", "eng/cmake-build-debug"},
+                                                          {"buildDirs", "eng/build"},
+                                                          {"toolchainBuilds", "ex/_build"},
+                                                          {"toolchainBuilds", "ex/deps"},
+                                                          {"testEnvs", "py/.tox"},
+                                                          {"venvs", "py/.venv"},
+                                                          {"pycache", "pkg/__pycache__"},
+                                                          {"terraformDirs", "tf/.terraform"}}) {
         const CatState* c = cat(app, id);
         ASSERT_NE(c, nullptr) << id;
         EXPECT_TRUE(c->did_scan) << id;

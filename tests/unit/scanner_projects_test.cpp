@@ -6,6 +6,7 @@
 #include "catalog.h"
 #include "evidence.h"
 #include "fs_fixture.h"
+#include "scan_test_util.h"
 #include "scanner.h"
 #include "test_env.h"
 
@@ -14,11 +15,13 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <future>
 #include <cstring>
+#include <future>
 #include <map>
 #include <set>
 #include <thread>
+
+using scan_test::paths_of;
 
 using fs_fixture::make_dirs;
 using fs_fixture::make_link;
@@ -31,14 +34,6 @@ const CategoryDef* project_def(const std::string& id) {
         if (d.id == id)
             return &d;
     return nullptr;
-}
-
-std::vector<std::string> paths_of(const std::vector<ScannedInfo>& found) {
-    std::vector<std::string> out;
-    for (const ScannedInfo& i : found)
-        out.push_back(i.path);
-    std::sort(out.begin(), out.end());
-    return out;
 }
 
 std::vector<CategoryDef> project_rows() {
@@ -55,17 +50,18 @@ evidence::Verdict judged(const std::string& path) {
 }
 
 bool says(const evidence::Verdict& v, const char* key) {
-    return std::any_of(v.reasons.begin(), v.reasons.end(),
-                       [&](const evidence::Reason& r) { return r.key && std::strcmp(r.key, key) == 0; });
+    return std::any_of(v.reasons.begin(), v.reasons.end(), [&](const evidence::Reason& r) {
+        return r.key && std::strcmp(r.key, key) == 0;
+    });
 }
 
 // One kind of folder, the row that shows it, and what proves it.
 struct Kind {
     const char* row;
     const char* folder;
-    const char* proof;   // a project file beside it, or (with inside) a marker inside
-    bool inside;         // proof is written inside the folder
-    bool required;       // without the proof it is not offered at all
+    const char* proof; // a project file beside it, or (with inside) a marker inside
+    bool inside;       // proof is written inside the folder
+    bool required;     // without the proof it is not offered at all
 };
 
 const Kind KINDS[] = {
@@ -304,13 +300,16 @@ TEST(ScannerProjectWalk, TheWalkNotesTheFilesAskedForWhereItGoes) {
     write_file(root + "/elsewhere/.python-version", 5);
     make_dirs(root + "/code/linked");
     make_link(root + "/elsewhere/.python-version", root + "/code/linked/.python-version");
-    const scanner::ProjectFinds finds = scanner::find_in_projects(project_rows(), pin_name, nullptr);
+    const scanner::ProjectFinds finds =
+        scanner::find_in_projects(project_rows(), pin_name, nullptr);
     std::vector<std::string> files = finds.files;
     std::sort(files.begin(), files.end());
-    EXPECT_EQ(files, (std::vector<std::string>{
-                         root + "/a/b/c/d/e/.python-version" == "" ? "" : root + "/code/api/.python-version",
-                         root + "/code/app/gradle/wrapper/gradle-wrapper.properties",
-                         root + "/elsewhere/.python-version"}));
+    EXPECT_EQ(files,
+              (std::vector<std::string>{root + "/a/b/c/d/e/.python-version" == ""
+                                            ? ""
+                                            : root + "/code/api/.python-version",
+                                        root + "/code/app/gradle/wrapper/gradle-wrapper.properties",
+                                        root + "/elsewhere/.python-version"}));
 }
 
 namespace {

@@ -3,6 +3,7 @@
 // search's skip and claim rules, and the deadline guard. Expected sizes come
 // from lstat in the test, never from hard-coded block counts.
 
+#include "scan_test_util.h"
 #include "scanner.h"
 #include "scanner_deadline.h"
 
@@ -21,6 +22,8 @@
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
+
+using scan_test::paths_of;
 
 using namespace fs_fixture;
 
@@ -50,14 +53,6 @@ CategoryDef project_row(const std::string& root, std::vector<std::string> names)
     d.names = std::move(names);
     d.max_depth = 5;
     return d;
-}
-
-std::vector<std::string> paths_of(const std::vector<ScannedInfo>& found) {
-    std::vector<std::string> out;
-    for (const ScannedInfo& i : found)
-        out.push_back(i.path);
-    std::sort(out.begin(), out.end());
-    return out;
 }
 
 // Waits up to `seconds` for pred to turn true.

@@ -8,6 +8,7 @@
 #include "fs_fixture.h"
 #include "i18n.h"
 #include "render_test_util.h"
+#include "scan_test_util.h"
 #include "scanner.h"
 #include "sharing.h"
 #include "test_env.h"
@@ -22,6 +23,8 @@
 #include <set>
 #include <sys/stat.h>
 #include <thread>
+
+using scan_test::wait_for_scan;
 
 using fs_fixture::make_dirs;
 using fs_fixture::reference_measure;
@@ -286,18 +289,6 @@ TEST(SharingMeasure, TheSharedWalkKeepsTheSameRecordsAsOneThread) {
 // ---------------------------------------------------------------------------
 
 namespace {
-
-bool wait_for_scan(App& app, double seconds = 60.0) {
-    const auto end = std::chrono::steady_clock::now() +
-                     std::chrono::milliseconds(static_cast<int>(seconds * 1000));
-    while (std::chrono::steady_clock::now() < end) {
-        app.on_poll();
-        if (!app.m_scanning && !app.m_worker.joinable())
-            return true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return false;
-}
 
 Item* find_item(App& app, const std::string& cat, const std::string& name) {
     for (CatState& c : app.m_cats)

@@ -584,3 +584,25 @@ TEST(CatalogFlatpakManifest, GrantsEveryHiddenFolderTheRowsLookIn) {
             [&](const std::string& g) { return g.empty() || w == g || w.rfind(g + "/", 0) == 0; }))
             << w << " is not reachable in the Flatpak";
 }
+
+// The list the tests and the benchmark clear must hold every variable a row
+// follows, or a developer's own setting would reach into a test's home.
+TEST(CatalogToolchains, EveryRowsVariableIsInTheListOfToolVariables) {
+    const std::vector<const char*>& known = catalog::tool_variables();
+    auto listed = [&](const char* var) {
+        return std::any_of(known.begin(), known.end(),
+                           [&](const char* k) { return std::string(k) == var; });
+    };
+    int checked = 0;
+    for (const toolchain_table::ToolRow& r : toolchain_table::rows()) {
+        // The XDG folders are every test home's own (test_env::TempHome).
+        if (!r.var || std::string(r.var).rfind("XDG_", 0) == 0)
+            continue;
+        EXPECT_TRUE(listed(r.var)) << r.id << " follows " << r.var;
+        ++checked;
+    }
+    EXPECT_GE(checked, 30);
+    for (const char* extra : {"BUN_INSTALL", "HF_HOME", "GHCUP_USE_XDG_DIRS", "STACK_XDG",
+                              "XDG_STATE_HOME", "ASDF_DEFAULT_TOOL_VERSIONS_FILENAME"})
+        EXPECT_TRUE(listed(extra)) << extra;
+}

@@ -130,6 +130,9 @@ void App::build_window() {
     g_signal_connect(m_window, "key-release-event", G_CALLBACK(on_key_release_cb), this);
     g_signal_connect(m_window, "configure-event", G_CALLBACK(on_configure_cb), this);
     g_signal_connect(m_window, "delete-event", G_CALLBACK(on_delete_cb), this);
+    // Closing destroys the canvas while the main loop may still deliver a
+    // focus change or a poll to it; from then on nothing may be drawn.
+    g_signal_connect(m_canvas, "destroy", G_CALLBACK(on_canvas_destroy_cb), this);
 
     m_pango = gtk_widget_create_pango_context(m_canvas);
     gtk_widget_show_all(m_window);
@@ -349,6 +352,10 @@ gboolean App::on_delete_cb(GtkWidget*, GdkEvent*, gpointer self) {
     app->m_scanning = false;
     gtk_main_quit();
     return FALSE;
+}
+
+void App::on_canvas_destroy_cb(GtkWidget*, gpointer self) {
+    static_cast<App*>(self)->m_canvas = nullptr;
 }
 
 gboolean App::on_poll_cb(gpointer self) {

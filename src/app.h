@@ -545,6 +545,7 @@ public:
     static gboolean on_focus_cb(GtkWidget* widget, GdkEventFocus* ev, gpointer self);
     static gboolean on_configure_cb(GtkWidget* widget, GdkEventConfigure* ev, gpointer self);
     static gboolean on_delete_cb(GtkWidget* widget, GdkEvent* ev, gpointer self);
+    static void on_canvas_destroy_cb(GtkWidget* widget, gpointer self);
     static gboolean on_poll_cb(gpointer self);
 
     // ---- Window and drawing ----

@@ -936,3 +936,21 @@ TEST(AppRenderFreedStatus, TheDifferenceFitsTheFootersStatusLineInEnglish) {
     EXPECT_LE(app.measure_text(status, App::Font::Caption), 340.0) << status;
     EXPECT_LE(app.measure_text(wide, App::Font::Caption), 340.0) << wide;
 }
+
+TEST(AppRenderFreedStatus, TheDifferenceFitsTheFootersStatusLineInEveryLanguage) {
+    // The same room in every language: a status cut short would hide the
+    // very figure it is there to give.
+    render_test::Fresh fresh;
+    App app;
+    render_test::Canvas canvas(1000, 700);
+    app.render_offscreen(canvas.cr(), 1000, 700);
+    for (const char* code : {"ar", "cs", "da", "de", "el", "en", "es", "fi", "fr", "he", "hu",
+                             "it", "ja", "ko", "nl", "pl", "pt", "ro", "ru", "sv", "tr", "zh"}) {
+        I18n::instance().set_language(code);
+        const std::string wide = I18n::instance().trf(
+            "%s freed, not %s: another app may have written",
+            app.ltr(fmt::bytes(999'900'000)).c_str(), app.ltr(fmt::bytes(888'800'000)).c_str());
+        EXPECT_LE(app.measure_text(wide, App::Font::Caption), 340.0) << code << ": " << wide;
+    }
+    I18n::instance().set_language("en");
+}

@@ -384,6 +384,12 @@ public:
     // it what was expected when the two differ; the expected sum alone when
     // the gain could not be read.
     std::string freed_status(const disk_space::Result& r) const;
+    // The footer's status line in the present language: a failure's reason,
+    // what the last deletion freed, or nothing. Composed on the interface
+    // thread, so that the deletion worker never formats interface text (the
+    // language and the reading direction belong to the interface thread) and
+    // the line follows a change of language. The caller holds m_mutex.
+    std::string status_text() const;
     void show_dialog(const std::string& title, const std::string& message,
                      std::vector<DialogButton> buttons);
     // Shows the path in the file manager, or says where it is when no file
@@ -606,6 +612,9 @@ public:
     std::string m_status_message;
     // The message is a failure's reason, an untranslated interface text.
     bool m_status_failed = false;
+    // What the last deletion that went through in full gave back, as the
+    // worker measured it; status_text() words it.
+    std::optional<disk_space::Result> m_freed_outcome;
     int64_t m_freed_bytes = 0; // what the deleted entries were expected to give back together
     // What the file systems holding them gained, read with statvfs around
     // the deletion; -1 when it could not be read.

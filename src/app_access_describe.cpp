@@ -140,7 +140,7 @@ std::vector<AccessTree::Shape> AccessTree::describe() {
         if (a.m_selection == "__manual__")
             for (const Item& it : a.m_manual)
                 manual.emplace_back(it.name.empty() ? it.path : it.name, it.path);
-        status = a.m_status_failed ? i18n.tr(a.m_status_message.c_str()) : a.m_status_message;
+        status = a.status_text();
     }
 
     // Announcements: the end of a scan and the outcome of a deletion.

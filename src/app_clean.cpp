@@ -268,7 +268,8 @@ void App::do_clean() {
         m_gained_bytes = gain.known ? gain.gained : -1;
         if (result.failed_count == 0) {
             if (!result.deleted.empty()) {
-                m_status_message = freed_status(gain);
+                m_freed_outcome = gain;
+                m_status_message.clear();
                 m_status_failed = false;
             }
         } else {
@@ -277,6 +278,7 @@ void App::do_clean() {
             // the colour of a failure.
             m_status_message = result.error;
             m_status_failed = true;
+            m_freed_outcome.reset();
             m_failed_paths = result.failed;
             // What failed now waits on the "Remove manually" page; its ticks
             // go, so that the next deletion does not try it again unasked.
@@ -320,6 +322,14 @@ std::string App::freed_status(const disk_space::Result& r) const {
         return i18n.trf("%s freed", ltr(fmt::bytes(gained)).c_str());
     return i18n.trf("%s freed, not %s: another app may have written",
                     ltr(fmt::bytes(gained)).c_str(), ltr(fmt::bytes(r.expected)).c_str());
+}
+
+std::string App::status_text() const {
+    if (m_status_failed)
+        return I18n::instance().tr(m_status_message.c_str());
+    if (m_freed_outcome)
+        return freed_status(*m_freed_outcome);
+    return m_status_message;
 }
 
 void App::apply_deletion(const shell_ops::DeleteResult& result) {

@@ -334,7 +334,7 @@ void App::draw_footer() {
         status_failed = m_status_failed;
         m_footer_count = count;
         m_footer_size = size;
-        status = status_failed ? I18n::instance().tr(m_status_message.c_str()) : m_status_message;
+        status = status_text();
     }
 
     // Left column: what the selection would free.

@@ -106,6 +106,7 @@ void App::start_scan() {
         m_safe_counted_twice = 0;
         m_status_message.clear();
         m_status_failed = false;
+        m_freed_outcome.reset();
         m_freed_bytes = 0;
         m_gained_bytes = -1;
     }

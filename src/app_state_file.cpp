@@ -67,7 +67,7 @@ void App::write_state_file() {
             << "\tcontent_height=" << m_content_height << "\tpane_height=" << m_r_content.h
             << "\tselected_count=" << selected_count() << "\tselected_size=" << selected_size()
             << "\tfreed=" << m_freed_bytes << "\tgained=" << m_gained_bytes
-            << "\tstatus=" << field(m_status_message)
+            << "\tstatus=" << field(m_status_failed ? m_status_message : status_text())
             << "\trtl=" << (m_rtl ? 1 : 0) << "\ttheme=" << field(settings.theme)
             << "\tlanguage=" << field(I18n::instance().effective_language())
             << "\tfm_text=" << field(m_fm_text) << "\tfm_editing=" << (m_fm_editing ? 1 : 0)

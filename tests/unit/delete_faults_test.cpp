@@ -691,6 +691,7 @@ TEST(DeleteFaults, OnAFullDiskTheDeletionGoesAndLaterWritesFailWithoutLosingAFil
         app.write_state_file();
         p.check(test_env::read_file(app.m_state_file) == state_after,
                 "the state file changed on a full disk");
+        p.check(!exists(app.m_state_file + ".part"), "a half-written state file was left behind");
         return p.out.str();
     });
     const Report r = read_report(c);
@@ -762,4 +763,32 @@ TEST(DeleteFaults, ASelectionSpanningAFullDiskAndAnotherGoesAndCountsTheGainOfBo
     EXPECT_NEAR(gained, seen, 64.0 * std::stod(r.figures.at("block")));
     EXPECT_FALSE(exists(on_disk));
     EXPECT_TRUE(exists(t.path("disk/keep/sub/inner")));
+}
+
+TEST(DeleteFaults, TheStateFileOnAFullDiskKeepsItsLastWholeFrameAndLeavesNoPieceBehind) {
+    test_env::TempHome t;
+    const std::string full = t.path("full");
+    make_dir(full);
+    const std::string root = sealed::real(t.root());
+    const sealed::ChildOutcome c = sealed::in_child([&](int& code) -> std::string {
+        if ((code = mount_full_disk(root, full)) != 0)
+            return "";
+        Problems p;
+        App app;
+        app.m_state_file = full + "/state.txt";
+        app.m_status_message = "the last whole frame";
+        app.write_state_file();
+        const std::string last = test_env::read_file(app.m_state_file);
+        p.check(last.find("the last whole frame") != std::string::npos, "no state file written");
+        p.check(fill(full + "/filler"), "the disk did not fill up");
+        app.m_status_message = "a frame that finds no room";
+        app.write_state_file();
+        p.check(test_env::read_file(app.m_state_file) == last,
+                "the state file changed on a full disk");
+        p.check(!exists(app.m_state_file + ".part"), "a piece of the new frame was left behind");
+        return p.out.str();
+    });
+    const Report r = read_report(c);
+    ASSERT_EQ(r.code, 0) << "3: no small file system";
+    EXPECT_EQ(joined(r.problems), "");
 }

@@ -53,6 +53,8 @@ const char* const REASON_NOT_REMOVED = tr_noop("The item could not be moved");
 constexpr std::size_t MAX_OPEN = 32;
 
 constexpr int DIR_FLAGS = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+// A directory that is never read again, only removed from.
+constexpr int PARENT_FLAGS = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
 // What identifies a directory across a close and a reopen, and the mount it
 // belongs to, so that the walk never steps onto another file system mounted
@@ -260,7 +262,10 @@ bool Walk::leave() {
     if (!is_root) {
         Frame& parent = m_frames[m_frames.size() - 2];
         if (parent.fd < 0) {
-            const int fd = openat(top.fd, "..", DIR_FLAGS);
+            // Its listing is in memory already, so this descriptor only
+            // names entries to remove: it needs no read permission, which
+            // the owner may have taken away since the walk went down.
+            const int fd = openat(top.fd, "..", PARENT_FLAGS);
             Identity id;
             if (fd < 0 || !identify(fd, id) || id.dev != parent.id.dev || id.ino != parent.id.ino) {
                 if (fd >= 0)

@@ -414,6 +414,72 @@ TEST(DeleteFaults, ASelectedFolderSwappedForALinkJustBeforeItGoesLosesOnlyTheLin
     EXPECT_TRUE(exists(t.path("outside/sub/inner")));
 }
 
+TEST(DeleteFaults, AFolderSwappedForAnotherFolderAfterItsLookIsNotEntered) {
+    // No link this time: a folder from outside the selection is moved in
+    // under the name the walk has just looked at. It is a folder like the
+    // one examined, but not the same one, and nothing in it may go.
+    test_env::TempHome t;
+    make_tree(t.path("precious"), 5);
+    const std::string sel = t.path("sel");
+    make_dir(sel);
+    make_tree(sel + "/sub", 3);
+    make_tree(sel + "/other", 3);
+    make_dir(t.path("aside"));
+    const Manifest precious = fs_fixture::manifest(t.path("precious"));
+    const Manifest before = fs_fixture::manifest(t.root());
+    sealed::Options o;
+    bool swapped = false;
+    o.step = [&](const std::string& folder, const std::string& entry) {
+        if (folder != sel || entry != "sub")
+            return;
+        swapped = rename((sel + "/sub").c_str(), t.path("aside/sub").c_str()) == 0 &&
+                  rename(t.path("precious").c_str(), (sel + "/sub").c_str()) == 0;
+    };
+    o.after = [&] { return swapped ? 0 : 7; };
+    const DeleteResult r = sealed::delete_inside(t, {sel}, o);
+    expect_truthful(r, {sel});
+    EXPECT_EQ(r.failed, std::vector<std::string>{sel});
+    EXPECT_EQ(r.failed_reasons, std::vector<std::string>{NOT_REMOVED});
+    EXPECT_FALSE(exists(sel + "/other"));
+    // The folder moved in is whole where it was put.
+    EXPECT_EQ(fs_fixture::manifest(sel + "/sub"), precious);
+    EXPECT_EQ(joined(fs_fixture::differences(before, fs_fixture::manifest(t.root()),
+                                             {"/sel", "/aside", "/precious"})),
+              "");
+}
+
+TEST(DeleteFaults, AFileReplacedByAFolderAfterItsLookIsReportedNotEmptied) {
+    test_env::TempHome t;
+    const std::string sel = t.path("sel");
+    make_tree(sel, 4);
+    make_tree(t.path("outside"), 2);
+    const Manifest before = fs_fixture::manifest(t.root());
+    // The walk looked at f2 and found a file; a folder with a file in it
+    // takes its name before it is unlinked.
+    sealed::Options o;
+    bool replaced = false;
+    o.step = [&](const std::string& folder, const std::string& entry) {
+        if (folder != sel || entry != "f2")
+            return;
+        replaced = unlink((sel + "/f2").c_str()) == 0 && mkdir((sel + "/f2").c_str(), 0755) == 0;
+        if (const int fd = open((sel + "/f2/late").c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0644);
+            fd >= 0)
+            close(fd);
+        else
+            replaced = false;
+    };
+    o.after = [&] { return replaced ? 0 : 7; };
+    const DeleteResult r = sealed::delete_inside(t, {sel}, o);
+    expect_truthful(r, {sel});
+    EXPECT_EQ(r.failed, std::vector<std::string>{sel});
+    EXPECT_EQ(r.failed_reasons, std::vector<std::string>{NOT_REMOVED});
+    EXPECT_TRUE(exists(sel + "/f2/late"));
+    EXPECT_FALSE(exists(sel + "/f0"));
+    EXPECT_FALSE(exists(sel + "/sub"));
+    EXPECT_EQ(joined(fs_fixture::differences(before, fs_fixture::manifest(t.root()), {"/sel"})),
+              "");
+}
+
 // ---------------------------------------------------------------------------
 // Permissions dropping during the deletion
 // ---------------------------------------------------------------------------

@@ -31,6 +31,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -571,6 +572,11 @@ int64_t free_bytes(const std::string& folder) {
     return static_cast<int64_t>(vfs.f_bfree) * static_cast<int64_t>(vfs.f_frsize);
 }
 
+int64_t block_size(const std::string& folder) {
+    struct statvfs vfs {};
+    return statvfs(folder.c_str(), &vfs) == 0 ? static_cast<int64_t>(vfs.f_frsize) : 0;
+}
+
 // The bytes a tree holds on disk, as the scan counts them.
 int64_t allocated(const std::string& path) {
     int64_t sum = 0;
@@ -808,6 +814,8 @@ TEST(DeleteFaults, ASelectionSpanningAFullDiskAndAnotherGoesAndCountsTheGainOfBo
         p.figure("freed", app.m_freed_bytes);
         p.figure("gained", app.m_gained_bytes);
         p.figure("seen", (full_after - full_before) + (disk_after - disk_before));
+        p.figure("seen_disk", disk_after - disk_before);
+        p.figure("block_disk", block_size(root));
         p.figure("size_full", size_full);
         p.figure("size_disk", size_disk);
         return p.out.str();
@@ -819,12 +827,22 @@ TEST(DeleteFaults, ASelectionSpanningAFullDiskAndAnotherGoesAndCountsTheGainOfBo
         std::printf("%s: %s\n", k.c_str(), v.c_str());
     ASSERT_EQ(r.figures.count("gained"), 1u);
     // The full disk's part of the gain was exact (checked in the child). The
-    // other disk is shared with whatever else runs on this machine, builds
-    // writing hundreds of kilobytes while this runs, so its part is only held
-    // to coming back at least by half.
+    // other disk is shared with whatever else runs on this machine, and a
+    // build writing there can eat the whole gain and more while this runs.
+    // Its part is held to the size deleted only when the test's own readings
+    // around the deletion show the disk was quiet; otherwise the figures are
+    // printed and the status was held to the program's own reading above.
     const int64_t disk_share =
         std::stoll(r.figures.at("gained")) - std::stoll(r.figures.at("size_full"));
-    EXPECT_GE(disk_share, std::stoll(r.figures.at("size_disk")) / 2);
+    const int64_t size_disk = std::stoll(r.figures.at("size_disk"));
+    const double slack = 64.0 * static_cast<double>(std::stoll(r.figures.at("block_disk")));
+    const int64_t seen_disk = std::stoll(r.figures.at("seen_disk"));
+    if (std::abs(static_cast<double>(seen_disk - size_disk)) <= slack)
+        EXPECT_NEAR(static_cast<double>(disk_share), static_cast<double>(size_disk), slack);
+    else
+        std::printf("the shared disk was busy (it gained %lld for %lld deleted); its share "
+                    "of the gain was not held to the size\n",
+                    static_cast<long long>(seen_disk), static_cast<long long>(size_disk));
     EXPECT_FALSE(exists(on_disk));
     EXPECT_TRUE(exists(t.path("disk/keep/sub/inner")));
 }

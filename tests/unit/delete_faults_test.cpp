@@ -13,8 +13,10 @@
 // every path of the result record is held against the disk: a deleted path
 // is gone, a failed one is still there and has its reason.
 //
-// Index: helpers; the manifest comparison itself; files appearing; folders
-// swapped for links; permissions dropping; the full disk.
+// Index (the file runs past the usual length; its cases share one set of
+// helpers): helpers; the manifest comparison itself; files appearing;
+// folders swapped for links or for other folders; permissions dropping; the
+// full disk (the App's deletion worker, settings and state file).
 #include "shell_ops.h"
 
 #include "app.h"
@@ -287,7 +289,7 @@ TEST(DeleteFaults, FilesAppearingNextToTheSelectionSurviveUntouched) {
 }
 
 // ---------------------------------------------------------------------------
-// Folders swapped for links
+// Entries swapped after or before the walk looked at them
 // ---------------------------------------------------------------------------
 
 TEST(DeleteFaults, AFolderInsideTheSelectionSwappedForALinkAfterItsLookIsNotEntered) {
@@ -530,6 +532,49 @@ TEST(DeleteFaults, PermissionsDroppedMidwayLeaveTheStuckPartsReportedAndTheRestG
     EXPECT_EQ(fs_fixture::manifest(sel + "/unwritable"), unwritable_before);
     EXPECT_EQ(joined(fs_fixture::differences(before, fs_fixture::manifest(t.root()), {"/sel"})),
               "");
+}
+
+TEST(DeleteFaults, AFolderMadeUnreadableAboveADeepWalkStillHasEverythingRemoved) {
+    // Deep down, the walk keeps descriptors only for the lowest levels and
+    // the listings of the levels above in memory; coming back up, it opens
+    // each of those again. Here the owner takes reading away from a level
+    // above while the walk is at the bottom. Writing and searching stay, and
+    // that is all removing what is left there needs.
+    test_env::TempHome t;
+    sealed::open_test_folder(t);
+    // A folder of the unprivileged user's own, so that it may remove sel from it.
+    make_dir(t.path("space"));
+    sealed::give_to_nobody(t.path("space"));
+    const std::string sel = t.path("space/sel");
+    make_dir(sel);
+    std::string dir = sel;
+    for (int level = 0; level < 48; ++level) {
+        for (int i = 0; i < 3; ++i)
+            make_file(dir + "/f" + std::to_string(i));
+        dir += "/c";
+        make_dir(dir);
+    }
+    make_file(dir + "/bottom");
+    for (const auto& [k, desc] : fs_fixture::manifest(sel))
+        sealed::give_to_nobody(sel + k);
+    sealed::give_to_nobody(sel);
+    make_tree(t.path("outside"), 3);
+    const Manifest before = fs_fixture::manifest(t.root());
+    sealed::Options o;
+    o.unprivileged = true;
+    bool dropped = false;
+    o.step = [&](const std::string& folder, const std::string&) {
+        if (!dropped && folder == dir)
+            dropped = chmod((sel + "/c").c_str(), 0300) == 0;
+    };
+    o.after = [&] { return dropped ? 0 : 7; };
+    const DeleteResult r = sealed::delete_inside(t, {sel}, o);
+    chmod((sel + "/c").c_str(), 0755);
+    expect_truthful(r, {sel});
+    EXPECT_EQ(r.deleted, std::vector<std::string>{sel});
+    EXPECT_EQ(
+        joined(fs_fixture::differences(before, fs_fixture::manifest(t.root()), {"/space/sel"})),
+        "");
 }
 
 // ---------------------------------------------------------------------------
@@ -873,47 +918,4 @@ TEST(DeleteFaults, TheStateFileOnAFullDiskKeepsItsLastWholeFrameAndLeavesNoPiece
     const Report r = read_report(c);
     ASSERT_EQ(r.code, 0) << "3: no small file system";
     EXPECT_EQ(joined(r.problems), "");
-}
-
-TEST(DeleteFaults, AFolderMadeUnreadableAboveADeepWalkStillHasEverythingRemoved) {
-    // Deep down, the walk keeps descriptors only for the lowest levels and
-    // the listings of the levels above in memory; coming back up, it opens
-    // each of those again. Here the owner takes reading away from a level
-    // above while the walk is at the bottom. Writing and searching stay, and
-    // that is all removing what is left there needs.
-    test_env::TempHome t;
-    sealed::open_test_folder(t);
-    // A folder of the unprivileged user's own, so that it may remove sel from it.
-    make_dir(t.path("space"));
-    sealed::give_to_nobody(t.path("space"));
-    const std::string sel = t.path("space/sel");
-    make_dir(sel);
-    std::string dir = sel;
-    for (int level = 0; level < 48; ++level) {
-        for (int i = 0; i < 3; ++i)
-            make_file(dir + "/f" + std::to_string(i));
-        dir += "/c";
-        make_dir(dir);
-    }
-    make_file(dir + "/bottom");
-    for (const auto& [k, desc] : fs_fixture::manifest(sel))
-        sealed::give_to_nobody(sel + k);
-    sealed::give_to_nobody(sel);
-    make_tree(t.path("outside"), 3);
-    const Manifest before = fs_fixture::manifest(t.root());
-    sealed::Options o;
-    o.unprivileged = true;
-    bool dropped = false;
-    o.step = [&](const std::string& folder, const std::string&) {
-        if (!dropped && folder == dir)
-            dropped = chmod((sel + "/c").c_str(), 0300) == 0;
-    };
-    o.after = [&] { return dropped ? 0 : 7; };
-    const DeleteResult r = sealed::delete_inside(t, {sel}, o);
-    chmod((sel + "/c").c_str(), 0755);
-    expect_truthful(r, {sel});
-    EXPECT_EQ(r.deleted, std::vector<std::string>{sel});
-    EXPECT_EQ(
-        joined(fs_fixture::differences(before, fs_fixture::manifest(t.root()), {"/space/sel"})),
-        "");
 }

@@ -22,7 +22,8 @@
 //                                        canvas pixels, already mirrored)
 //
 // Written to a temporary name and renamed, so a reader never sees half a
-// frame. Interface thread only.
+// frame; a write that fails leaves the last whole frame and no temporary
+// file. Interface thread only.
 
 #include "app.h"
 
@@ -115,6 +116,9 @@ void App::write_state_file() {
         return;
     const std::string text = out.str();
     const bool written = std::fwrite(text.data(), 1, text.size(), f) == text.size();
-    if (std::fclose(f) == 0 && written)
-        std::rename(tmp.c_str(), m_state_file.c_str());
+    // On a full disk the write or the close fails part-way: the last whole
+    // frame stays where it was, and the piece of this one goes, so that it
+    // holds no room on a disk that has none to spare.
+    if (std::fclose(f) != 0 || !written || std::rename(tmp.c_str(), m_state_file.c_str()) != 0)
+        std::remove(tmp.c_str());
 }

@@ -53,6 +53,8 @@ const char* const REASON_NOT_REMOVED = tr_noop("The item could not be moved");
 constexpr std::size_t MAX_OPEN = 32;
 
 constexpr int DIR_FLAGS = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+// A directory that is never read again, only removed from.
+constexpr int PARENT_FLAGS = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 
 // What identifies a directory across a close and a reopen, and the mount it
 // belongs to, so that the walk never steps onto another file system mounted
@@ -100,8 +102,10 @@ enum class Entered { Yes, Vanished, Refused };
 
 class Walk {
 public:
-    Walk(int parent_fd, const Identity& parent_id)
-        : m_parent_fd(parent_fd), m_parent_id(parent_id) {}
+    Walk(int parent_fd, const Identity& parent_id, const std::string& parent_path,
+         const WalkStep& step)
+        : m_parent_fd(parent_fd), m_parent_id(parent_id), m_parent_path(parent_path), m_step(step) {
+    }
     ~Walk() {
         for (Frame& f : m_frames)
             close_frame(f);
@@ -115,6 +119,8 @@ public:
 private:
     int m_parent_fd;
     Identity m_parent_id;
+    const std::string& m_parent_path;
+    const WalkStep& m_step;
     std::vector<Frame> m_frames;
     std::size_t m_open = 0;
     bool m_root_removed = false;
@@ -125,7 +131,17 @@ private:
     bool leave();
     void close_frame(Frame& f);
     void remove_entry(Frame& f, const std::string& name);
+    std::string deepest_path() const;
 };
+
+// The path of the deepest frame, as text below the selected path's parent;
+// only built for a step observer.
+std::string Walk::deepest_path() const {
+    std::string path = m_parent_path;
+    for (const Frame& f : m_frames)
+        path = su::join_path(path, f.name);
+    return path;
+}
 
 void Walk::close_frame(Frame& f) {
     if (f.stream)
@@ -221,6 +237,8 @@ void Walk::remove_entry(Frame& f, const std::string& name) {
             f.failed = true;
         return;
     }
+    if (m_step)
+        m_step(deepest_path(), name);
     if (!S_ISDIR(st.st_mode)) {
         // A link to a directory is removed as a link; its target is never entered.
         if (unlinkat(f.fd, name.c_str(), 0) != 0 && errno != ENOENT)
@@ -244,7 +262,10 @@ bool Walk::leave() {
     if (!is_root) {
         Frame& parent = m_frames[m_frames.size() - 2];
         if (parent.fd < 0) {
-            const int fd = openat(top.fd, "..", DIR_FLAGS);
+            // Its listing is in memory already, so this descriptor only
+            // names entries to remove: it needs no read permission, which
+            // the owner may have taken away since the walk went down.
+            const int fd = openat(top.fd, "..", PARENT_FLAGS);
             Identity id;
             if (fd < 0 || !identify(fd, id) || id.dev != parent.id.dev || id.ino != parent.id.ino) {
                 if (fd >= 0)
@@ -290,16 +311,19 @@ bool Walk::run(const std::string& name, const struct stat& dir_stat) {
 // Removes the entry name inside the open directory dirfd, with everything
 // below it when it is a directory. True when it is gone, including when it
 // was gone already.
-bool remove_recursive(int dirfd, const std::string& name) {
+bool remove_recursive(int dirfd, const std::string& parent_path, const std::string& name,
+                      const WalkStep& step) {
     struct stat st {};
     if (fstatat(dirfd, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0)
         return errno == ENOENT;
+    if (step)
+        step(parent_path, name);
     if (!S_ISDIR(st.st_mode))
         return unlinkat(dirfd, name.c_str(), 0) == 0 || errno == ENOENT;
     Identity parent_id;
     if (!identify(dirfd, parent_id))
         return false;
-    Walk walk(dirfd, parent_id);
+    Walk walk(dirfd, parent_id, parent_path, step);
     return walk.run(name, st);
 }
 
@@ -323,7 +347,8 @@ void fail(DeleteResult& r, const std::string& path, const char* key) {
         r.error = key;
 }
 
-void delete_one(DeleteResult& r, const std::string& path, const LastCheck& last_check) {
+void delete_one(DeleteResult& r, const std::string& path, const LastCheck& last_check,
+                const WalkStep& step) {
     if (const char* why = deletion_guard::reason_key(path)) {
         fail(r, path, why);
         return;
@@ -362,7 +387,7 @@ void delete_one(DeleteResult& r, const std::string& path, const LastCheck& last_
             return;
         }
     }
-    const bool ok = remove_recursive(parent_fd, base);
+    const bool ok = remove_recursive(parent_fd, parent, base, step);
     struct stat st {};
     const bool gone =
         fstatat(parent_fd, base.c_str(), &st, AT_SYMLINK_NOFOLLOW) != 0 && errno == ENOENT;
@@ -381,9 +406,14 @@ DeleteResult delete_permanently(const std::vector<std::string>& paths) {
 
 DeleteResult delete_permanently(const std::vector<std::string>& paths,
                                 const LastCheck& last_check) {
+    return delete_permanently(paths, last_check, WalkStep{});
+}
+
+DeleteResult delete_permanently(const std::vector<std::string>& paths, const LastCheck& last_check,
+                                const WalkStep& step) {
     DeleteResult r;
     for (const std::string& path : paths)
-        delete_one(r, path, last_check);
+        delete_one(r, path, last_check, step);
     return r;
 }
 

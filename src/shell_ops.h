@@ -50,6 +50,19 @@ using LastCheck = std::function<const char*(const std::string& path)>;
 // path it stops fails with its reason, like any other failure.
 DeleteResult delete_permanently(const std::vector<std::string>& paths, const LastCheck& last_check);
 
+// Told of each entry the deletion has examined and is about to remove or
+// enter: the folder holding it (the selected path's parent, or the selected
+// path followed by the names below it) and the entry's name. It is called on
+// the deleting thread, between the look and the act, which is the moment a
+// tree changed by someone else can mislead a deletion. The program itself
+// never sets it; tests do, to change the tree at exactly that moment instead
+// of racing the walk and hoping.
+using WalkStep = std::function<void(const std::string& folder, const std::string& entry)>;
+
+// The same, telling step of each entry as it goes.
+DeleteResult delete_permanently(const std::vector<std::string>& paths, const LastCheck& last_check,
+                                const WalkStep& step);
+
 // ---- Desktop ----
 
 // The user's own file-manager command made ready to start: split the way a

@@ -159,4 +159,41 @@ Manifest manifest(const std::string& root, const std::vector<std::string>& excep
     return m;
 }
 
+namespace {
+
+bool selected_entry(const std::string& key, const std::vector<std::string>& selected) {
+    for (const std::string& s : selected)
+        if (key == s ||
+            (key.size() > s.size() && key.compare(0, s.size(), s) == 0 && key[s.size()] == '/'))
+            return true;
+    return false;
+}
+
+} // namespace
+
+std::vector<std::string> differences(const Manifest& before, const Manifest& after,
+                                     const std::vector<std::string>& selected) {
+    std::vector<std::string> out;
+    auto b = before.begin();
+    auto a = after.begin();
+    // Both maps are sorted by key: one pass over the two meets every entry once.
+    while (b != before.end() || a != after.end()) {
+        if (a == after.end() || (b != before.end() && b->first < a->first)) {
+            if (!selected_entry(b->first, selected))
+                out.push_back("removed " + b->first + ": " + b->second);
+            ++b;
+        } else if (b == before.end() || a->first < b->first) {
+            if (!selected_entry(a->first, selected))
+                out.push_back("added " + a->first + ": " + a->second);
+            ++a;
+        } else {
+            if (a->second != b->second && !selected_entry(a->first, selected))
+                out.push_back("changed " + a->first + ": " + b->second + " -> " + a->second);
+            ++a;
+            ++b;
+        }
+    }
+    return out;
+}
+
 } // namespace fs_fixture

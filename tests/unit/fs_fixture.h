@@ -40,4 +40,12 @@ using Manifest = std::map<std::string, std::string>;
 // Everything below root except the given paths and what lies below them.
 Manifest manifest(const std::string& root, const std::vector<std::string>& except = {});
 
+// What changed from one manifest to the other, outside the selected entries:
+// selected holds manifest keys ("/sel/a"), and an entry counts as selected
+// when it is one of them or lies below one ("/sel/a/x", not "/sel/ab"). One
+// line per entry, "added /x: ...", "removed /x: ..." or "changed /x: before
+// -> after", in key order; empty when nothing outside the selection changed.
+std::vector<std::string> differences(const Manifest& before, const Manifest& after,
+                                     const std::vector<std::string>& selected = {});
+
 } // namespace fs_fixture

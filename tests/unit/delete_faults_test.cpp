@@ -718,8 +718,9 @@ void check_clean(Problems& p, const App& app, const std::vector<std::string>& ti
     p.check(app.m_manual.empty(), "something went to the manual list");
     p.check(!app.m_status_failed, "the status reports a failure: " + app.m_status_message);
     const std::string gained = app.ltr(fmt::bytes(std::max<int64_t>(app.m_gained_bytes, 0)));
-    p.check(app.m_status_message.rfind(I18n::instance().trf("%s freed", gained.c_str()), 0) == 0,
-            "the status does not lead with the gain: " + app.m_status_message);
+    const std::string status = app.status_text();
+    p.check(status.rfind(I18n::instance().trf("%s freed", gained.c_str()), 0) == 0,
+            "the status does not lead with the gain: " + status);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "crash_handler.h"
 
 #include <cctype>
+#include <iterator>
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
@@ -34,6 +35,16 @@ constexpr DialogTexts ENGLISH = {" - Can you describe when the error occurred?",
 constexpr DialogTexts GERMAN = {" - Können Sie beschreiben, wann der Fehler aufgetreten ist?",
                                 "Absturzbericht senden", "Nicht senden",
                                 "'Bitte die Datei anhaengen: '"};
+
+// Everything the handler needs that would take memory to make is made by
+// install(), before anything can crash: the report's path, the dialog script
+// for each signal, and the offset of local time. The handler itself only
+// reads these, writes with write() and calls what is safe in a signal
+// handler; a crash inside malloc (a corrupted heap aborts there) would
+// otherwise deadlock the handler on malloc's own lock.
+char g_report_path[PATH_BUFFER] = "";
+std::string g_scripts[std::size(FATAL_SIGNALS)];
+long g_utc_offset = 0; // seconds east of UTC when the program started
 
 const char* or_unknown(const char* value) {
     return value ? value : "unknown";
@@ -71,45 +82,50 @@ void die_with(int sig) {
     pthread_sigmask(SIG_UNBLOCK, &only, nullptr);
 }
 
+const std::string* script_for(int sig) {
+    for (std::size_t k = 0; k < std::size(FATAL_SIGNALS); ++k)
+        if (FATAL_SIGNALS[k] == sig)
+            return &g_scripts[k];
+    return nullptr;
+}
+
 void crashHandler(int sig) {
     signal(sig, SIG_DFL);
 
-    char path[PATH_BUFFER];
-    if (!crash_report::report_path(path, sizeof path) || !crash_report::write_report(path, sig)) {
+    const char* path = g_report_path;
+    if (path[0] == '\0' || !crash_report::write_report_safely(path, sig, g_utc_offset)) {
         die_with(sig);
         return;
     }
 
-    const char* display = std::getenv("DISPLAY");
-    const char* wayland = std::getenv("WAYLAND_DISPLAY");
-    const char* xauthority = std::getenv("XAUTHORITY");
-    if (!display && !wayland) {
+    // Reading the environment takes no lock and no memory.
+    if (!std::getenv("DISPLAY") && !std::getenv("WAYLAND_DISPLAY")) {
+        die_with(sig);
+        return;
+    }
+    const std::string* script = script_for(sig);
+    if (!script) {
         die_with(sig);
         return;
     }
 
     // The dying process must not wait for the user, so the dialog gets a
-    // process of its own. A failed fork counts as the parent's side.
-    if (fork() != 0) {
+    // process of its own. A failed fork counts as the parent's side. _Fork
+    // runs no fork handlers: malloc's would wait for the lock a crash inside
+    // malloc still holds.
+    if (_Fork() != 0) {
         die_with(sig);
         return;
     }
 
-    if (display)
-        setenv("DISPLAY", display, 1);
-    if (wayland)
-        setenv("WAYLAND_DISPLAY", wayland, 1);
-    if (xauthority)
-        setenv("XAUTHORITY", xauthority, 1);
-    // The mask survives exec; the dialog should start with no signal blocked,
+    // The display variables reach the dialog through the inherited
+    // environment. The mask survives exec; the dialog should start with no signal blocked,
     // the one that brought us here included.
     sigset_t none;
     sigemptyset(&none);
     pthread_sigmask(SIG_SETMASK, &none, nullptr);
 
-    const std::string script =
-        crash_report::dialog_script(sig, path, crash_report::dialog_in_german());
-    execl("/bin/bash", "bash", "-c", script.c_str(), static_cast<char*>(nullptr));
+    execl("/bin/bash", "bash", "-c", script->c_str(), static_cast<char*>(nullptr));
     _exit(0);
 }
 
@@ -122,6 +138,12 @@ void CrashHandler::install() {
     void* warm_up[1];
     backtrace(warm_up, 1);
     tzset();
+    g_utc_offset = crash_report::utc_offset_now();
+    if (!crash_report::report_path(g_report_path, sizeof g_report_path))
+        g_report_path[0] = '\0';
+    const bool german = crash_report::dialog_in_german();
+    for (std::size_t k = 0; k < std::size(FATAL_SIGNALS); ++k)
+        g_scripts[k] = crash_report::dialog_script(FATAL_SIGNALS[k], g_report_path, german);
 
     struct sigaction action {};
     action.sa_handler = crashHandler;
@@ -173,51 +195,135 @@ std::string report_path() {
     return buf;
 }
 
+namespace {
+
+// Collects text in a buffer on the stack and hands it to write(): no stdio,
+// no allocation, safe in a signal handler.
+class SafeWriter {
+public:
+    explicit SafeWriter(int fd) : m_fd(fd) {}
+    ~SafeWriter() { flush(); }
+    SafeWriter(const SafeWriter&) = delete;
+    SafeWriter& operator=(const SafeWriter&) = delete;
+
+    SafeWriter& put(const char* text) {
+        for (; text && *text; ++text) {
+            if (m_used == sizeof m_buf)
+                flush();
+            m_buf[m_used++] = *text;
+        }
+        return *this;
+    }
+    // A number in decimal, at least `width` digits with leading zeros.
+    SafeWriter& num(long value, int width = 1) {
+        char digits[24];
+        int n = 0;
+        const bool negative = value < 0;
+        unsigned long v = negative ? 0UL - static_cast<unsigned long>(value)
+                                   : static_cast<unsigned long>(value);
+        do {
+            digits[n++] = static_cast<char>('0' + v % 10);
+            v /= 10;
+        } while (v > 0 && n < 23);
+        while (n < width && n < 23)
+            digits[n++] = '0';
+        if (negative)
+            put("-");
+        char out[24];
+        for (int k = 0; k < n; ++k)
+            out[k] = digits[n - 1 - k];
+        out[n] = '\0';
+        return put(out);
+    }
+    void flush() {
+        std::size_t done = 0;
+        while (done < m_used) {
+            const ssize_t w = write(m_fd, m_buf + done, m_used - done);
+            if (w <= 0)
+                break;
+            done += static_cast<std::size_t>(w);
+        }
+        m_used = 0;
+    }
+
+private:
+    int m_fd;
+    char m_buf[1024];
+    std::size_t m_used = 0;
+};
+
+// "YYYY-MM-DD HH:MM:SS" of a moment, by the days-from-civil arithmetic
+// rather than localtime_r, which takes the time zone's lock.
+void put_time(SafeWriter& out, long long seconds) {
+    long long days = seconds / 86400;
+    long long rest = seconds % 86400;
+    if (rest < 0) {
+        rest += 86400;
+        --days;
+    }
+    days += 719468;
+    const long long era = (days >= 0 ? days : days - 146096) / 146097;
+    const long long doe = days - era * 146097;
+    const long long yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365;
+    const long long doy = doe - (365 * yoe + yoe / 4 - yoe / 100);
+    const long long mp = (5 * doy + 2) / 153;
+    const long long day = doy - (153 * mp + 2) / 5 + 1;
+    const long long month = mp < 10 ? mp + 3 : mp - 9;
+    const long long year = yoe + era * 400 + (month <= 2 ? 1 : 0);
+    out.num(static_cast<long>(year), 4).put("-").num(static_cast<long>(month), 2).put("-");
+    out.num(static_cast<long>(day), 2).put(" ").num(static_cast<long>(rest / 3600), 2).put(":");
+    out.num(static_cast<long>(rest / 60 % 60), 2).put(":").num(static_cast<long>(rest % 60), 2);
+}
+
+} // namespace
+
+long utc_offset_now() {
+    const std::time_t now = std::time(nullptr);
+    struct tm local {};
+    return localtime_r(&now, &local) ? local.tm_gmtoff : 0;
+}
+
 bool write_report(const char* path, int sig) {
+    return write_report_safely(path, sig, utc_offset_now());
+}
+
+bool write_report_safely(const char* path, int sig, long utc_offset) {
     // Private to the user, and never through a link: in a shared /tmp a
     // planted link must not make us truncate somebody else's file.
     const int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (fd < 0)
         return false;
-    FILE* out = fdopen(fd, "w");
-    if (!out) {
-        close(fd);
-        return false;
+    {
+        SafeWriter out(fd);
+        out.put("=== ").put(PRODUCT_NAME).put(" Crash Report ===\n");
+        out.put("Version: ").put(VERSION).put(" (Build ").put(BUILD).put(")\n");
+        if (const char* revision = std::getenv("SNAP_REVISION"))
+            out.put("Snap revision: ").put(revision).put("\n");
+        out.put("Signal: ").put(signal_description(sig)).put(" (").num(sig).put(")\n");
+        out.put("Time: ");
+        put_time(out, static_cast<long long>(std::time(nullptr)) + utc_offset);
+        out.put("\n");
+
+        struct utsname system {};
+        if (uname(&system) == 0)
+            out.put("System: ").put(system.sysname).put(" ").put(system.release).put(" ")
+                .put(system.machine).put("\n");
+        out.put("Desktop: ").put(or_unknown(std::getenv("XDG_CURRENT_DESKTOP"))).put(" (");
+        out.put(or_unknown(std::getenv("XDG_SESSION_TYPE"))).put(")\n");
+        if (const char* snap_version = std::getenv("SNAP_VERSION"))
+            out.put("Snap: yes (v").put(snap_version).put(")\n");
+        else
+            out.put("Snap: no\n");
+        out.put("\nBacktrace:\n");
+        // The frames go straight to the descriptor, so what the buffer holds
+        // must be out first or the lines would land in the wrong order.
+        out.flush();
+        void* frames[MAX_FRAMES];
+        const int depth = backtrace(frames, MAX_FRAMES);
+        backtrace_symbols_fd(frames, depth, fd);
+        out.put("\n=== End Report ===\n");
     }
-
-    std::fprintf(out, "=== %s Crash Report ===\n", PRODUCT_NAME);
-    std::fprintf(out, "Version: %s (Build %s)\n", VERSION, BUILD);
-    if (const char* revision = std::getenv("SNAP_REVISION"))
-        std::fprintf(out, "Snap revision: %s\n", revision);
-    std::fprintf(out, "Signal: %s (%d)\n", signal_description(sig), sig);
-
-    char when[32] = "";
-    const std::time_t now = std::time(nullptr);
-    struct tm local {};
-    if (localtime_r(&now, &local))
-        std::strftime(when, sizeof when, "%Y-%m-%d %H:%M:%S", &local);
-    std::fprintf(out, "Time: %s\n", when);
-
-    struct utsname system {};
-    if (uname(&system) == 0)
-        std::fprintf(out, "System: %s %s %s\n", system.sysname, system.release, system.machine);
-    std::fprintf(out, "Desktop: %s (%s)\n", or_unknown(std::getenv("XDG_CURRENT_DESKTOP")),
-                 or_unknown(std::getenv("XDG_SESSION_TYPE")));
-    if (const char* snap_version = std::getenv("SNAP_VERSION"))
-        std::fprintf(out, "Snap: yes (v%s)\n", snap_version);
-    else
-        std::fprintf(out, "Snap: no\n");
-
-    std::fprintf(out, "\nBacktrace:\n");
-    // The frames go straight to the descriptor, so whatever the stream still
-    // buffers must be out first or the lines would land in the wrong order.
-    std::fflush(out);
-    void* frames[MAX_FRAMES];
-    const int depth = backtrace(frames, MAX_FRAMES);
-    backtrace_symbols_fd(frames, depth, fileno(out));
-
-    std::fprintf(out, "\n=== End Report ===\n");
-    std::fclose(out);
+    close(fd);
     return true;
 }
 

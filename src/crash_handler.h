@@ -38,6 +38,16 @@ std::string report_path();
 // when the file cannot be opened.
 bool write_report(const char* path, int sig);
 
+// The same, as the handler does it: local time is the clock plus the given
+// offset (seconds east of UTC, taken when the handler was installed), and
+// nothing is allocated and no lock taken, so that it works after a crash
+// inside malloc. A change of daylight saving time since the program started
+// shows as an hour off.
+bool write_report_safely(const char* path, int sig, long utc_offset);
+
+// Seconds east of UTC of local time now.
+long utc_offset_now();
+
 // Keeps letters, digits and "-._~/" and writes every other byte as "%XX" with
 // upper-case hex digits. The slash stays so the path reads well in the mail.
 std::string percent_encode(const std::string& text);

@@ -249,6 +249,7 @@ void Builder::recursive(const char* id, const char* title, const char* subtitle,
 }
 
 void Builder::tool(CategoryDef d) {
+    tool_ids.push_back(d.id);
     add(std::move(d), true);
 }
 
@@ -431,7 +432,8 @@ const std::vector<ProjectRow>& project_rows() {
     return rows;
 }
 
-std::vector<CategoryDef> build_rows(bool keep_missing) {
+std::vector<CategoryDef> build_rows(bool keep_missing,
+                                    std::vector<std::string>* tool_ids = nullptr) {
     using G = GroupKind;
     using S = SafetyLevel;
     using catalog_rows::under;
@@ -612,6 +614,8 @@ std::vector<CategoryDef> build_rows(bool keep_missing) {
             tr_noop("Crash dumps left by development tools"), Glyph::Doc,
             h(home, ".android/crashes"), S::Safe);
     b.drop_overlaps();
+    if (tool_ids)
+        *tool_ids = std::move(b.tool_ids);
     return std::move(b.rows);
 }
 
@@ -740,6 +744,12 @@ namespace catalog_testing {
 
 std::vector<CategoryDef> every_row() {
     return build_rows(true);
+}
+
+std::vector<std::string> toolchain_ids() {
+    std::vector<std::string> ids;
+    build_rows(true, &ids);
+    return ids;
 }
 
 } // namespace catalog_testing

@@ -73,6 +73,9 @@ public:
     // toolchain rows that overlap, the earlier one stays.
     void drop_overlaps();
 
+    // The ids of every row given to tool(), kept or not, for the tests.
+    std::vector<std::string> tool_ids;
+
     static CategoryDef make(const char* id, GroupKind group, const char* title,
                             const char* subtitle, Glyph glyph, const std::string& path,
                             ListingKind listing, SafetyLevel safety);

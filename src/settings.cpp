@@ -65,45 +65,52 @@ void SettingsStore::load() {
     std::string text;
     if (!settings_util::read_whole_file(path(), text))
         return;
-
-    const std::string language = read_string_value(text, "language");
-    if (language == "auto" || (!language.empty() && known_language(language)))
-        m_settings.language = language;
-
-    const std::string theme = read_string_value(text, "theme");
-    if (theme == "light" || theme == "dark" || theme == "auto")
-        m_settings.theme = theme;
-
-    const std::string root = read_string_value(text, "projects_root");
-    if (!root.empty() && is_existing_directory(root))
-        m_settings.projects_root = root;
-
-    const std::string command = read_string_value(text, "file_manager_command");
-    if (settings_util::valid_file_manager_command(command))
-        m_settings.file_manager_command = command;
+    m_settings = settings_util::parse(text);
 }
 
 void SettingsStore::save() const {
-    const Settings& s = m_settings;
+    settings_util::replace_file(path(), settings_util::to_text(m_settings));
+}
+
+// ---------------------------------------------------------------------------
+// The file's text, and the helpers shared with the geometry store
+// ---------------------------------------------------------------------------
+
+namespace settings_util {
+
+Settings parse(const std::string& text) {
+    Settings out;
+    const std::string language = read_string_value(text, "language");
+    if (language == "auto" || (!language.empty() && known_language(language)))
+        out.language = language;
+
+    const std::string theme = read_string_value(text, "theme");
+    if (theme == "light" || theme == "dark" || theme == "auto")
+        out.theme = theme;
+
+    const std::string root = read_string_value(text, "projects_root");
+    if (!root.empty() && is_existing_directory(root))
+        out.projects_root = root;
+
+    const std::string command = read_string_value(text, "file_manager_command");
+    if (valid_file_manager_command(command))
+        out.file_manager_command = command;
+    return out;
+}
+
+std::string to_text(const Settings& s) {
     // Values go in as they are: language and theme come from fixed sets, and
     // the command check keeps quotes and backslashes out of the command.
-    const std::string& command = settings_util::valid_file_manager_command(s.file_manager_command)
-                                     ? s.file_manager_command
-                                     : std::string();
+    const std::string& command =
+        valid_file_manager_command(s.file_manager_command) ? s.file_manager_command : std::string();
     std::string text = "{\n";
     text += "  \"language\": \"" + s.language + "\",\n";
     text += "  \"theme\": \"" + s.theme + "\",\n";
     text += "  \"projects_root\": \"" + s.projects_root + "\",\n";
     text += "  \"file_manager_command\": \"" + command + "\"\n";
     text += "}\n";
-    settings_util::replace_file(path(), text);
+    return text;
 }
-
-// ---------------------------------------------------------------------------
-// Helpers shared with the geometry store
-// ---------------------------------------------------------------------------
-
-namespace settings_util {
 
 bool valid_file_manager_command(const std::string& cmd) {
     if (cmd.empty() || cmd.size() > 300)

@@ -13,9 +13,46 @@
 
 namespace {
 
+// A projects folder may hold a double quote in its name, which would end the
+// value early, and so its backslashes become ambiguous too. Those two bytes
+// are written as JSON's "\u0022" and "\u005c"; nothing else is escaped, and
+// reading undoes only these two sequences, so a file written before (a plain
+// backslash in a folder name) reads as it always did.
+const char* const QUOTE_ESCAPE = "\\u0022";
+const char* const BACKSLASH_ESCAPE = "\\u005c";
+
+std::string escape_value(const std::string& value) {
+    std::string out;
+    for (const char c : value) {
+        if (c == '"')
+            out += QUOTE_ESCAPE;
+        else if (c == '\\')
+            out += BACKSLASH_ESCAPE;
+        else
+            out += c;
+    }
+    return out;
+}
+
+std::string unescape_value(const std::string& value) {
+    std::string out;
+    for (size_t i = 0; i < value.size(); ++i) {
+        if (value.compare(i, 6, QUOTE_ESCAPE) == 0) {
+            out += '"';
+            i += 5;
+        } else if (value.compare(i, 6, BACKSLASH_ESCAPE) == 0) {
+            out += '\\';
+            i += 5;
+        } else {
+            out += value[i];
+        }
+    }
+    return out;
+}
+
 // The value of `"key"`: from the key, the next ":", then the next double
-// quote; the value runs to the double quote after that. There is no
-// unescaping, since nothing we write needs it. Empty when a piece is missing.
+// quote; the value runs to the double quote after that, with the two
+// escapes above undone. Empty when a piece is missing.
 std::string read_string_value(const std::string& text, const std::string& key) {
     const size_t start = settings_util::value_start(text, key);
     if (start == std::string::npos)
@@ -26,7 +63,7 @@ std::string read_string_value(const std::string& text, const std::string& key) {
     const size_t close = text.find('"', open + 1);
     if (close == std::string::npos)
         return {};
-    return text.substr(open + 1, close - open - 1);
+    return unescape_value(text.substr(open + 1, close - open - 1));
 }
 
 bool known_language(const std::string& code) {
@@ -99,14 +136,15 @@ Settings parse(const std::string& text) {
 }
 
 std::string to_text(const Settings& s) {
-    // Values go in as they are: language and theme come from fixed sets, and
-    // the command check keeps quotes and backslashes out of the command.
+    // Language and theme come from fixed sets, and the command check keeps
+    // quotes and backslashes out of the command: only the folder can need
+    // escaping.
     const std::string& command =
         valid_file_manager_command(s.file_manager_command) ? s.file_manager_command : std::string();
     std::string text = "{\n";
     text += "  \"language\": \"" + s.language + "\",\n";
     text += "  \"theme\": \"" + s.theme + "\",\n";
-    text += "  \"projects_root\": \"" + s.projects_root + "\",\n";
+    text += "  \"projects_root\": \"" + escape_value(s.projects_root) + "\",\n";
     text += "  \"file_manager_command\": \"" + command + "\"\n";
     text += "}\n";
     return text;

@@ -157,4 +157,8 @@ namespace catalog_testing {
 // empty, for want of a home or an SDK, is still left out). Not cached.
 std::vector<CategoryDef> every_row();
 
+// The ids of the toolchain rows: the rows that give way to any other row
+// whose folder is, holds or lies inside theirs. Not cached.
+std::vector<std::string> toolchain_ids();
+
 } // namespace catalog_testing

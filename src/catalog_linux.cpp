@@ -180,21 +180,42 @@ void set_projects_root(const std::string& root) {
 
 namespace catalog_rows {
 
-std::string h(const std::string& home, const char* rel) {
-    if (home.empty())
+std::string clean_dir(const std::string& path) {
+    if (path.empty() || path[0] != '/')
         return "";
-    return home + "/" + rel;
+    std::string out;
+    std::size_t start = 0;
+    while (start < path.size()) {
+        std::size_t end = path.find('/', start);
+        if (end == std::string::npos)
+            end = path.size();
+        const std::string part = path.substr(start, end - start);
+        start = end + 1;
+        if (part.empty() || part == ".")
+            continue;
+        if (part == "..")
+            return "";
+        out += "/" + part;
+    }
+    return out.empty() ? "/" : out;
+}
+
+std::string h(const std::string& home, const char* rel) {
+    return under(home, rel);
 }
 
 std::string under(const std::string& base, const char* rel) {
-    return base.empty() ? std::string() : base + "/" + rel;
+    if (base.empty())
+        return "";
+    // The root as a base must not give "//name".
+    return (base == "/" ? "" : base) + "/" + rel;
 }
 
 std::string xdg(const std::string& home, const char* var, const char* fallback) {
     if (!running_in_snap() && !running_in_flatpak()) {
         const char* v = std::getenv(var);
         if (v && v[0] == '/')
-            return v;
+            return clean_dir(v);
     }
     return h(home, fallback);
 }
@@ -210,9 +231,7 @@ std::string tool_dir(const char* var, const std::string& fallback, char list_sep
         value = value.substr(0, value.find(list_separator));
     if (value.empty() || value[0] != '/')
         return fallback;
-    while (value.size() > 1 && value.back() == '/')
-        value.pop_back();
-    return value;
+    return clean_dir(value);
 }
 
 bool is_directory(const std::string& path) {
@@ -249,6 +268,7 @@ void Builder::recursive(const char* id, const char* title, const char* subtitle,
 }
 
 void Builder::tool(CategoryDef d) {
+    tool_ids.push_back(d.id);
     add(std::move(d), true);
 }
 
@@ -328,10 +348,12 @@ using catalog_rows::xdg;
 // The Android SDK root: the first of ANDROID_HOME and ANDROID_SDK_ROOT that
 // names an existing directory, else the usual folders under the home.
 std::string android_sdk(const std::string& home) {
+    // Like every folder the rows are built on, only an absolute value counts.
     for (const char* var : {"ANDROID_HOME", "ANDROID_SDK_ROOT"}) {
         const char* v = std::getenv(var);
-        if (v && v[0] && is_directory(v))
-            return v;
+        const std::string sdk = v ? catalog_rows::clean_dir(v) : std::string();
+        if (!sdk.empty() && is_directory(sdk))
+            return sdk;
     }
     for (const char* rel : {"Android/Sdk", "Android/sdk", ".android-sdk"}) {
         const std::string candidate = h(home, rel);
@@ -431,11 +453,13 @@ const std::vector<ProjectRow>& project_rows() {
     return rows;
 }
 
-std::vector<CategoryDef> build_rows(bool keep_missing) {
+std::vector<CategoryDef> build_rows(bool keep_missing,
+                                    std::vector<std::string>* tool_ids = nullptr) {
     using G = GroupKind;
     using S = SafetyLevel;
     using catalog_rows::under;
-    const std::string home = real_home();
+    // A relative HOME is no home the rows can name.
+    const std::string home = catalog_rows::clean_dir(real_home());
     const std::string cache = xdg(home, "XDG_CACHE_HOME", ".cache");
     const std::string data = xdg(home, "XDG_DATA_HOME", ".local/share");
     const std::string config = xdg(home, "XDG_CONFIG_HOME", ".config");
@@ -594,7 +618,8 @@ std::vector<CategoryDef> build_rows(bool keep_missing) {
 
     catalog_rows::model_rows(b, bases);
 
-    const std::string root = catalog::projects_root();
+    // The home as the projects root is named as cleanly as the other rows.
+    const std::string root = catalog_rows::clean_dir(catalog::projects_root());
     for (const ProjectRow& r : project_rows())
         b.recursive(r.id, r.title, r.subtitle, r.glyph, r.names, r.safety, root);
 
@@ -612,6 +637,8 @@ std::vector<CategoryDef> build_rows(bool keep_missing) {
             tr_noop("Crash dumps left by development tools"), Glyph::Doc,
             h(home, ".android/crashes"), S::Safe);
     b.drop_overlaps();
+    if (tool_ids)
+        *tool_ids = std::move(b.tool_ids);
     return std::move(b.rows);
 }
 
@@ -740,6 +767,12 @@ namespace catalog_testing {
 
 std::vector<CategoryDef> every_row() {
     return build_rows(true);
+}
+
+std::vector<std::string> toolchain_ids() {
+    std::vector<std::string> ids;
+    build_rows(true, &ids);
+    return ids;
 }
 
 } // namespace catalog_testing

@@ -12,6 +12,13 @@
 
 namespace catalog_rows {
 
+// A folder named by the environment (HOME, an XDG base, a tool's variable)
+// as the rows compare folders, as text: repeated slashes written once, "."
+// components and trailing slashes dropped. "" when the value is not
+// absolute or holds a ".." component: where ".." leads depends on the links
+// on the way, which text cannot see, so no row is built on such a folder.
+std::string clean_dir(const std::string& path);
+
 // The real home, "/", rel; "" when there is no home, so the row is dropped.
 std::string h(const std::string& home, const char* rel);
 
@@ -21,7 +28,7 @@ std::string under(const std::string& base, const char* rel);
 // An XDG base directory. Inside a sandbox the variables point into the
 // sandbox's private area rather than at the user's real caches, so there
 // only the home-based default counts. A relative value is not a valid XDG
-// value and is ignored too.
+// value and is ignored too. An absolute one is cleaned (see clean_dir()).
 std::string xdg(const std::string& home, const char* var, const char* fallback);
 
 // The folder a tool was moved to through its own variable (PYENV_ROOT,
@@ -29,8 +36,8 @@ std::string xdg(const std::string& home, const char* var, const char* fallback);
 // absolute value counts, and inside a Snap or a Flatpak the variable is
 // ignored, since it describes the sandbox rather than the user's session.
 // With a separator, the variable is a list and its first entry is the
-// folder (JULIA_DEPOT_PATH). Trailing slashes are dropped so that paths
-// compare as folders.
+// folder (JULIA_DEPOT_PATH). The value is cleaned (see clean_dir()) so that
+// paths compare as folders; one holding ".." gives "", and the row is dropped.
 std::string tool_dir(const char* var, const std::string& fallback, char list_separator = 0);
 
 bool is_directory(const std::string& path);
@@ -72,6 +79,9 @@ public:
     // a whole root with their own skip rules and take no part. Of two
     // toolchain rows that overlap, the earlier one stays.
     void drop_overlaps();
+
+    // The ids of every row given to tool(), kept or not, for the tests.
+    std::vector<std::string> tool_ids;
 
     static CategoryDef make(const char* id, GroupKind group, const char* title,
                             const char* subtitle, Glyph glyph, const std::string& path,

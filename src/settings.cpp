@@ -13,9 +13,46 @@
 
 namespace {
 
+// A projects folder may hold a double quote in its name, which would end the
+// value early, and so its backslashes become ambiguous too. Those two bytes
+// are written as JSON's "\u0022" and "\u005c"; nothing else is escaped, and
+// reading undoes only these two sequences, so a file written before (a plain
+// backslash in a folder name) reads as it always did.
+const char* const QUOTE_ESCAPE = "\\u0022";
+const char* const BACKSLASH_ESCAPE = "\\u005c";
+
+std::string escape_value(const std::string& value) {
+    std::string out;
+    for (const char c : value) {
+        if (c == '"')
+            out += QUOTE_ESCAPE;
+        else if (c == '\\')
+            out += BACKSLASH_ESCAPE;
+        else
+            out += c;
+    }
+    return out;
+}
+
+std::string unescape_value(const std::string& value) {
+    std::string out;
+    for (size_t i = 0; i < value.size(); ++i) {
+        if (value.compare(i, 6, QUOTE_ESCAPE) == 0) {
+            out += '"';
+            i += 5;
+        } else if (value.compare(i, 6, BACKSLASH_ESCAPE) == 0) {
+            out += '\\';
+            i += 5;
+        } else {
+            out += value[i];
+        }
+    }
+    return out;
+}
+
 // The value of `"key"`: from the key, the next ":", then the next double
-// quote; the value runs to the double quote after that. There is no
-// unescaping, since nothing we write needs it. Empty when a piece is missing.
+// quote; the value runs to the double quote after that, with the two
+// escapes above undone. Empty when a piece is missing.
 std::string read_string_value(const std::string& text, const std::string& key) {
     const size_t start = settings_util::value_start(text, key);
     if (start == std::string::npos)
@@ -26,7 +63,7 @@ std::string read_string_value(const std::string& text, const std::string& key) {
     const size_t close = text.find('"', open + 1);
     if (close == std::string::npos)
         return {};
-    return text.substr(open + 1, close - open - 1);
+    return unescape_value(text.substr(open + 1, close - open - 1));
 }
 
 bool known_language(const std::string& code) {
@@ -65,45 +102,53 @@ void SettingsStore::load() {
     std::string text;
     if (!settings_util::read_whole_file(path(), text))
         return;
-
-    const std::string language = read_string_value(text, "language");
-    if (language == "auto" || (!language.empty() && known_language(language)))
-        m_settings.language = language;
-
-    const std::string theme = read_string_value(text, "theme");
-    if (theme == "light" || theme == "dark" || theme == "auto")
-        m_settings.theme = theme;
-
-    const std::string root = read_string_value(text, "projects_root");
-    if (!root.empty() && is_existing_directory(root))
-        m_settings.projects_root = root;
-
-    const std::string command = read_string_value(text, "file_manager_command");
-    if (settings_util::valid_file_manager_command(command))
-        m_settings.file_manager_command = command;
+    m_settings = settings_util::parse(text);
 }
 
 void SettingsStore::save() const {
-    const Settings& s = m_settings;
-    // Values go in as they are: language and theme come from fixed sets, and
-    // the command check keeps quotes and backslashes out of the command.
-    const std::string& command = settings_util::valid_file_manager_command(s.file_manager_command)
-                                     ? s.file_manager_command
-                                     : std::string();
-    std::string text = "{\n";
-    text += "  \"language\": \"" + s.language + "\",\n";
-    text += "  \"theme\": \"" + s.theme + "\",\n";
-    text += "  \"projects_root\": \"" + s.projects_root + "\",\n";
-    text += "  \"file_manager_command\": \"" + command + "\"\n";
-    text += "}\n";
-    settings_util::replace_file(path(), text);
+    settings_util::replace_file(path(), settings_util::to_text(m_settings));
 }
 
 // ---------------------------------------------------------------------------
-// Helpers shared with the geometry store
+// The file's text, and the helpers shared with the geometry store
 // ---------------------------------------------------------------------------
 
 namespace settings_util {
+
+Settings parse(const std::string& text) {
+    Settings out;
+    const std::string language = read_string_value(text, "language");
+    if (language == "auto" || (!language.empty() && known_language(language)))
+        out.language = language;
+
+    const std::string theme = read_string_value(text, "theme");
+    if (theme == "light" || theme == "dark" || theme == "auto")
+        out.theme = theme;
+
+    const std::string root = read_string_value(text, "projects_root");
+    if (!root.empty() && is_existing_directory(root))
+        out.projects_root = root;
+
+    const std::string command = read_string_value(text, "file_manager_command");
+    if (valid_file_manager_command(command))
+        out.file_manager_command = command;
+    return out;
+}
+
+std::string to_text(const Settings& s) {
+    // Language and theme come from fixed sets, and the command check keeps
+    // quotes and backslashes out of the command: only the folder can need
+    // escaping.
+    const std::string& command =
+        valid_file_manager_command(s.file_manager_command) ? s.file_manager_command : std::string();
+    std::string text = "{\n";
+    text += "  \"language\": \"" + s.language + "\",\n";
+    text += "  \"theme\": \"" + s.theme + "\",\n";
+    text += "  \"projects_root\": \"" + escape_value(s.projects_root) + "\",\n";
+    text += "  \"file_manager_command\": \"" + command + "\"\n";
+    text += "}\n";
+    return text;
+}
 
 bool valid_file_manager_command(const std::string& cmd) {
     if (cmd.empty() || cmd.size() > 300)

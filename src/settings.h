@@ -62,4 +62,12 @@ size_t value_start(const std::string& text, const std::string& key);
 // fails part-way (a directory in the file's place, an I/O error).
 bool read_whole_file(const std::string& path, std::string& out);
 
+// What a settings file's text gives: each value that passes its check, the
+// default for every other. load() is this on the file's bytes; the tests and
+// the fuzzers call it on text of their own.
+Settings parse(const std::string& text);
+
+// The file's text for these settings, exactly as save() writes it.
+std::string to_text(const Settings& s);
+
 } // namespace settings_util

@@ -389,7 +389,7 @@ void mark_channel(Collector& c, const std::string& channel, int how, const std::
 // The channel a project's toolchain file asks for. The file without an
 // extension is either the legacy form (the whole file is the channel) or
 // TOML, as rustup reads it.
-std::string project_channel(const std::string& text) {
+std::string toolchain_file_channel(const std::string& text) {
     bool toml = false;
     for (const std::string& line : lines_of(text))
         toml = toml || (!line.empty() && line[0] == '[');
@@ -411,17 +411,14 @@ std::string project_channel(const std::string& text) {
 
 void read_rustup(const Query& q, Collector& c) {
     // The settings live in RUSTUP_HOME, the folder that holds "toolchains".
-    const std::string settings = read_small_file(su::parent_of(q.folder) + "/settings.toml");
-    for (const TomlEntry& e : parse_toml(settings)) {
-        if (e.values.size() != 1)
-            continue;
-        if (e.table.empty() && e.key == "default_toolchain")
-            mark_channel(c, e.values[0], 0, {});
-        else if (e.table == "overrides")
-            mark_channel(c, e.values[0], 1, {});
-    }
+    const RustupSettings settings =
+        parse_rustup_settings(read_small_file(su::parent_of(q.folder) + "/settings.toml"));
+    for (const std::string& channel : settings.defaults)
+        mark_channel(c, channel, 0, {});
+    for (const std::string& channel : settings.overrides)
+        mark_channel(c, channel, 1, {});
     for (const std::string& f : files_named(q, {"rust-toolchain", "rust-toolchain.toml"}))
-        mark_channel(c, project_channel(read_small_file(f)), 2, project_of(f));
+        mark_channel(c, parse_rust_toolchain(read_small_file(f)), 2, project_of(f));
 }
 
 // ---------------------------------------------------------------------------
@@ -450,22 +447,16 @@ std::string pyenv_entry(const Query& q, const std::string& word) {
 void read_pyenv(const Query& q, Collector& c) {
     // PYENV_ROOT holds the global "version" file beside "versions".
     for (const std::string& w :
-         version_words(read_small_file(su::parent_of(q.folder) + "/version")))
+         parse_python_version(read_small_file(su::parent_of(q.folder) + "/version")))
         c.by_default(pyenv_entry(q, w));
     for (const std::string& f : files_named(q, {".python-version"}))
-        for (const std::string& w : version_words(read_small_file(f)))
+        for (const std::string& w : parse_python_version(read_small_file(f)))
             c.by_project(pyenv_entry(q, w), project_of(f));
 }
 
 // ---------------------------------------------------------------------------
 // nvm
 // ---------------------------------------------------------------------------
-
-// The first value of an nvm file: its first word that is not a comment.
-std::string first_value(const std::string& text) {
-    const std::vector<std::string> w = version_words(text);
-    return w.empty() ? std::string() : w[0];
-}
 
 // Whether an alias name may be looked up as a file under "alias": no empty,
 // "." or ".." component, nothing absolute.
@@ -488,8 +479,8 @@ bool safe_alias(const std::string& name) {
 // The installed Node version an nvm value names: a version or its prefix
 // ("20", "v20.11"), "node" and "stable" for the newest, or an alias
 // ("default", "lts/iron", "lts/*") followed through NVM_DIR/alias.
-std::string nvm_entry(const std::string& nvm_dir, const std::vector<std::string>& names,
-                      const std::string& value, int depth = 0) {
+std::string nvm_entry(const std::vector<std::string>& names, const std::string& value,
+                      const std::function<std::string(const std::string&)>& read_alias, int depth) {
     if (value.empty() || depth > 8 || value == "system" || value == "none" ||
         su::starts_with(value, "iojs"))
         return {};
@@ -506,16 +497,19 @@ std::string nvm_entry(const std::string& nvm_dir, const std::vector<std::string>
         return resolve_version(value, names);
     if (!safe_alias(value))
         return {};
-    return nvm_entry(nvm_dir, names, first_value(read_small_file(nvm_dir + "/alias/" + value)),
-                     depth + 1);
+    return nvm_entry(names, parse_nvm_value(read_alias(value)), read_alias, depth + 1);
 }
 
 void read_nvm(const Query& q, Collector& c) {
     // The row lists NVM_DIR/versions/node.
     const std::string nvm_dir = su::parent_of(su::parent_of(q.folder));
-    c.by_default(nvm_entry(nvm_dir, q.names, "default"));
+    const auto read_alias = [&](const std::string& name) {
+        return read_small_file(nvm_dir + "/alias/" + name);
+    };
+    c.by_default(resolve_nvm("default", q.names, read_alias));
     for (const std::string& f : files_named(q, {".nvmrc"}))
-        c.by_project(nvm_entry(nvm_dir, q.names, first_value(read_small_file(f))), project_of(f));
+        c.by_project(resolve_nvm(parse_nvm_value(read_small_file(f)), q.names, read_alias),
+                     project_of(f));
 }
 
 // ---------------------------------------------------------------------------
@@ -592,15 +586,12 @@ std::string mise_tool(const std::string& tool) {
     return tool;
 }
 
-// Every "<tool> <version> <version> ..." line of a .tool-versions file.
+// Every entry a .tool-versions file names, each marked the same way.
 template <typename Fn>
 void read_tool_versions(const std::string& text, const std::vector<std::string>& names, bool mise,
                         Fn mark) {
-    for (const std::string& line : lines_of(text)) {
-        const std::vector<std::string> w = words_of(uncommented(line));
-        for (std::size_t k = 1; k < w.size(); ++k)
-            mark(two_level_entry(names, mise ? mise_tool(w[0]) : w[0], w[k]));
-    }
+    for (const std::string& entry : parse_tool_versions(text, names, mise))
+        mark(entry);
 }
 
 // The global .tool-versions: in the home, under the name
@@ -641,10 +632,8 @@ void read_mise(const Query& q, Collector& c) {
     const std::string config = mise_global_config(q);
     const std::string text = read_small_file(config);
     if (su::ends_with(config, ".toml")) {
-        for (const TomlEntry& e : parse_toml(text))
-            if (e.table == "tools")
-                for (const std::string& v : e.values)
-                    c.by_default(two_level_entry(q.names, mise_tool(e.key), v));
+        for (const std::string& entry : parse_mise_config(text, q.names))
+            c.by_default(entry);
     } else {
         read_tool_versions(text, q.names, true, by_default);
     }
@@ -723,7 +712,7 @@ void read_gradle_wrapper(const Query& q, Collector& c) {
         if (su::basename_of(project) == "wrapper" &&
             su::basename_of(su::parent_of(project)) == "gradle")
             project = su::parent_of(su::parent_of(project));
-        c.by_project(dist_of(property(read_small_file(f), "distributionUrl")), project);
+        c.by_project(parse_gradle_wrapper(read_small_file(f)), project);
     }
 }
 
@@ -823,19 +812,9 @@ void read_android(const Query& q, Collector& c, bool build_tools) {
         const std::string text = read_small_file(f);
         if (text.empty())
             continue;
-        const std::string script = without_comments(text);
         const std::string project = gradle_project_of(f);
-        if (build_tools) {
-            for (const std::string& v : literal_settings(script, "buildToolsVersion"))
-                c.by_project(v, project);
-            continue;
-        }
-        for (const char* s : {"compileSdk", "compileSdkVersion", "targetSdk", "targetSdkVersion"})
-            for (const std::string& v : literal_settings(script, s)) {
-                if (v.empty())
-                    continue;
-                c.by_project(su::starts_with(v, "android-") ? v : "android-" + v, project);
-            }
+        for (const std::string& v : parse_android_script(text, build_tools))
+            c.by_project(v, project);
     }
 }
 
@@ -959,6 +938,87 @@ std::vector<Pin> find(const Query& q) {
         break;
     }
     return c.pins();
+}
+
+RustupSettings parse_rustup_settings(const std::string& text) {
+    RustupSettings out;
+    for (const TomlEntry& e : parse_toml(text)) {
+        if (e.values.size() != 1)
+            continue;
+        if (e.table.empty() && e.key == "default_toolchain")
+            out.defaults.push_back(e.values[0]);
+        else if (e.table == "overrides")
+            out.overrides.push_back(e.values[0]);
+    }
+    return out;
+}
+
+std::string parse_rust_toolchain(const std::string& text) {
+    return toolchain_file_channel(text);
+}
+
+std::vector<std::string> parse_python_version(const std::string& text) {
+    return version_words(text);
+}
+
+std::string parse_nvm_value(const std::string& text) {
+    const std::vector<std::string> w = version_words(text);
+    return w.empty() ? std::string() : w[0];
+}
+
+std::string resolve_nvm(const std::string& value, const std::vector<std::string>& names,
+                        const std::function<std::string(const std::string&)>& read_alias) {
+    return nvm_entry(names, value, read_alias, 0);
+}
+
+std::vector<std::string> parse_tool_versions(const std::string& text,
+                                             const std::vector<std::string>& names, bool mise) {
+    // Every "<tool> <version> <version> ..." line.
+    std::vector<std::string> out;
+    for (const std::string& line : lines_of(text)) {
+        const std::vector<std::string> w = words_of(uncommented(line));
+        for (std::size_t k = 1; k < w.size(); ++k) {
+            std::string entry = two_level_entry(names, mise ? mise_tool(w[0]) : w[0], w[k]);
+            if (!entry.empty())
+                out.push_back(std::move(entry));
+        }
+    }
+    return out;
+}
+
+std::vector<std::string> parse_mise_config(const std::string& text,
+                                           const std::vector<std::string>& names) {
+    std::vector<std::string> out;
+    for (const TomlEntry& e : parse_toml(text))
+        if (e.table == "tools")
+            for (const std::string& v : e.values) {
+                std::string entry = two_level_entry(names, mise_tool(e.key), v);
+                if (!entry.empty())
+                    out.push_back(std::move(entry));
+            }
+    return out;
+}
+
+std::string property_value(const std::string& text, const std::string& key) {
+    return property(text, key);
+}
+
+std::string parse_gradle_wrapper(const std::string& text) {
+    return dist_of(property(text, "distributionUrl"));
+}
+
+std::vector<std::string> parse_android_script(const std::string& text, bool build_tools) {
+    const std::string script = without_comments(text);
+    if (build_tools)
+        return literal_settings(script, "buildToolsVersion");
+    std::vector<std::string> out;
+    for (const char* s : {"compileSdk", "compileSdkVersion", "targetSdk", "targetSdkVersion"})
+        for (const std::string& v : literal_settings(script, s)) {
+            if (v.empty())
+                continue;
+            out.push_back(su::starts_with(v, "android-") ? v : "android-" + v);
+        }
+    return out;
 }
 
 bool is_project_file(const char* name) {

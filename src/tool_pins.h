@@ -12,6 +12,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -74,5 +75,58 @@ std::string resolve_version(const std::string& request, const std::vector<std::s
 // The file's bytes, or empty when it is missing, not a regular file, larger
 // than READ_LIMIT or holds a NUL byte.
 std::string read_small_file(const std::string& path);
+
+// ---- Each reader's text step on its own, for the tests and the fuzzers ----
+// find() hands these the bytes read_small_file gave; they read nothing.
+
+// What rustup's settings.toml says: the channel of every top-level
+// "default_toolchain" and of every per-folder override, in file order.
+struct RustupSettings {
+    std::vector<std::string> defaults;
+    std::vector<std::string> overrides;
+};
+RustupSettings parse_rustup_settings(const std::string& text);
+
+// The channel a project's rust-toolchain or rust-toolchain.toml asks for:
+// "[toolchain] channel" when the file is TOML, else the legacy one-word
+// file. Empty when it names none.
+std::string parse_rust_toolchain(const std::string& text);
+
+// The words of pyenv's "version" file or a ".python-version", comments left
+// out, in file order.
+std::vector<std::string> parse_python_version(const std::string& text);
+
+// The value of an nvm alias file or an ".nvmrc": its first word that is not
+// in a comment; empty when there is none.
+std::string parse_nvm_value(const std::string& text);
+
+// The entry of `names` an nvm value names ("20", "v20.11", "node", "lts/iron"
+// ...), aliases followed through read_alias(alias name), which gives the alias
+// file's bytes (empty when there is none). Empty when it names none.
+std::string resolve_nvm(const std::string& value, const std::vector<std::string>& names,
+                        const std::function<std::string(const std::string&)>& read_alias);
+
+// The entries of a two-level row ("<tool>/<version>") a .tool-versions file
+// names, in file order; with `mise`, tool names as mise spells them
+// ("nodejs" is "node").
+std::vector<std::string> parse_tool_versions(const std::string& text,
+                                             const std::vector<std::string>& names, bool mise);
+
+// The entries of a two-level row the [tools] table of mise's config.toml names.
+std::vector<std::string> parse_mise_config(const std::string& text,
+                                           const std::vector<std::string>& names);
+
+// The value of a key in a Java properties file, escapes undone and
+// continued lines joined; empty when the key is missing.
+std::string property_value(const std::string& text, const std::string& key);
+
+// The Gradle distribution folder a gradle-wrapper.properties names
+// ("gradle-8.5-bin"); empty when it names none.
+std::string parse_gradle_wrapper(const std::string& text);
+
+// The literal values a build.gradle or build.gradle.kts gives: SDK platforms
+// ("android-34") from compileSdk and targetSdk, or, with `build_tools`, the
+// buildToolsVersion values. Comments are left out.
+std::vector<std::string> parse_android_script(const std::string& text, bool build_tools);
 
 } // namespace tool_pins

@@ -62,6 +62,19 @@ std::string WindowManager::path() const {
 }
 
 void WindowManager::save(int x, int y, int width, int height, bool maximized) {
+    settings_util::replace_file(path(), window_geometry::to_text(x, y, width, height, maximized));
+}
+
+WindowGeometry WindowManager::load() const {
+    std::string text;
+    if (!settings_util::read_whole_file(path(), text))
+        return WindowGeometry{};
+    return window_geometry::parse(text);
+}
+
+namespace window_geometry {
+
+std::string to_text(int x, int y, int width, int height, bool maximized) {
     std::string text = "{\n";
     text += "  \"width\": " + std::to_string(width) + ",\n";
     text += "  \"height\": " + std::to_string(height) + ",\n";
@@ -69,15 +82,11 @@ void WindowManager::save(int x, int y, int width, int height, bool maximized) {
     text += "  \"y\": " + std::to_string(y) + ",\n";
     text += std::string("  \"maximized\": ") + (maximized ? "true" : "false") + "\n";
     text += "}\n";
-    settings_util::replace_file(path(), text);
+    return text;
 }
 
-WindowGeometry WindowManager::load() const {
+WindowGeometry parse(const std::string& text) {
     WindowGeometry g;
-    std::string text;
-    if (!settings_util::read_whole_file(path(), text))
-        return g;
-
     g.width = read_int_value(text, "width", WINDOW_MIN_WIDTH);
     g.height = read_int_value(text, "height", WINDOW_MIN_HEIGHT);
     g.x = read_int_value(text, "x", NO_POSITION);
@@ -94,3 +103,5 @@ WindowGeometry WindowManager::load() const {
     g.valid = true;
     return g;
 }
+
+} // namespace window_geometry

@@ -42,3 +42,15 @@ public:
 private:
     WindowManager() = default;
 };
+
+// The file's text on its own, for the tests and the fuzzers: load() and
+// save() are these around the file's bytes.
+namespace window_geometry {
+
+// What a geometry file's text gives, as load() gives it for that file.
+WindowGeometry parse(const std::string& text);
+
+// The file's text for these values, exactly as save() writes it.
+std::string to_text(int x, int y, int width, int height, bool maximized);
+
+} // namespace window_geometry

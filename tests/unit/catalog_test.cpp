@@ -447,6 +447,69 @@ TEST(CatalogXdg, AbsoluteBasesAreUsedOutsideASandbox) {
     EXPECT_EQ(find("vscodeLogs")->path, home.path("cfg/Code/logs"));
 }
 
+// Rows are compared as text (one inside another is left out), so a folder
+// from the environment is named the one way the rows name folders.
+TEST(CatalogXdg, DoubledAndTrailingSlashesAndDotsAreWrittenOnce) {
+    test_env::TempHome home;
+    test_env::ScopedEnv d("XDG_DATA_HOME", (home.path("xd") + "//./").c_str());
+    test_env::ScopedEnv p("PYENV_ROOT", (home.root() + "//py/./env//").c_str());
+    test_env::ScopedEnv j("JULIA_DEPOT_PATH", (home.path("jl") + "/:/usr/share/julia").c_str());
+    const std::vector<CategoryDef> rows = catalog_testing::every_row();
+    auto path_of = [&](const std::string& id) {
+        for (const CategoryDef& r : rows)
+            if (r.id == id)
+                return r.path;
+        return std::string("(none)");
+    };
+    EXPECT_EQ(path_of("pnpmStore"), home.path("xd/pnpm/store"));
+    EXPECT_EQ(path_of("pyenvVersions"), home.path("py/env/versions"));
+    EXPECT_EQ(path_of("juliaArtifacts"), home.path("jl/artifacts"));
+}
+
+TEST(CatalogXdg, TheRootAsABaseGivesOneSlash) {
+    test_env::TempHome home;
+    test_env::ScopedEnv c("XDG_CACHE_HOME", "/");
+    bool seen = false;
+    for (const CategoryDef& r : catalog_testing::every_row())
+        if (r.id == "pipCache") {
+            EXPECT_EQ(r.path, "/pip");
+            seen = true;
+        }
+    EXPECT_TRUE(seen);
+}
+
+TEST(CatalogXdg, AHomeWithATrailingSlashGivesTheSameRows) {
+    test_env::TempHome home;
+    const std::vector<CategoryDef> plain = catalog_testing::every_row();
+    test_env::ScopedEnv h("HOME", (home.path("home") + "/").c_str());
+    const std::vector<CategoryDef> slashed = catalog_testing::every_row();
+    ASSERT_EQ(plain.size(), slashed.size());
+    for (std::size_t i = 0; i < plain.size(); ++i)
+        EXPECT_EQ(plain[i].path, slashed[i].path) << plain[i].id;
+}
+
+// Where ".." leads depends on the links on the way: no row is built on it.
+TEST(CatalogXdg, AFolderWithADotDotComponentLeavesItsRowsOut) {
+    test_env::TempHome home;
+    test_env::ScopedEnv o("OLLAMA_MODELS", (home.path("home") + "/../home/models").c_str());
+    test_env::ScopedEnv c("XDG_CACHE_HOME", (home.path("home") + "/x/../.cache").c_str());
+    for (const CategoryDef& r : catalog_testing::every_row()) {
+        EXPECT_NE(r.id, "ollamaModels");
+        EXPECT_NE(r.id, "pipCache");
+        EXPECT_EQ(r.path.find("/.."), std::string::npos) << r.id;
+    }
+}
+
+TEST(CatalogXdg, ARelativeHomeOrSdkNamesNoRow) {
+    test_env::TempHome home;
+    make_dirs(home.path("home/Android/Sdk/platforms"));
+    test_env::ScopedEnv a("ANDROID_HOME", ".");
+    test_env::ScopedEnv h("HOME", "relative/home");
+    catalog::set_projects_root(home.path("home"));
+    for (const CategoryDef& r : catalog_testing::every_row())
+        EXPECT_EQ(r.path.substr(0, 1), "/") << r.id << " " << r.path;
+}
+
 TEST(CatalogXdg, InsideASnapTheVariablesAreIgnored) {
     test_env::TempHome home;
     test_env::ScopedEnv snap("SNAP", "/snap/quillet/1");

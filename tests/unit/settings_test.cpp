@@ -359,6 +359,39 @@ TEST(SettingsSave, WhatIsSavedLoadsBackUnchanged) {
     EXPECT_EQ(t.file_manager_command, "thunar %s");
 }
 
+// A folder may be given any name; a double quote in it must not cut the
+// stored value short (which would lose the folder, or worse, name another).
+TEST(SettingsSave, AFolderWithDoubleQuotesLoadsBackUnchanged) {
+    test_env::TempHome home;
+    const std::string folder = home.path("my \"code\"");
+    ASSERT_EQ(mkdir(folder.c_str(), 0700), 0);
+    ASSERT_EQ(mkdir(home.path("my ").c_str(), 0700), 0);
+    SettingsStore::instance().mutable_get().projects_root = folder;
+    SettingsStore::instance().save();
+    SettingsStore::instance().mutable_get() = Settings{};
+    SettingsStore::instance().load();
+    EXPECT_EQ(SettingsStore::instance().get().projects_root, folder);
+}
+
+TEST(SettingsSave, AFolderWithBackslashesAndTheEscapesOwnTextLoadsBackUnchanged) {
+    test_env::TempHome home;
+    const std::string folder = home.path("a\\u0022b\\u005c\\");
+    ASSERT_EQ(mkdir(folder.c_str(), 0700), 0);
+    SettingsStore::instance().mutable_get().projects_root = folder;
+    SettingsStore::instance().save();
+    SettingsStore::instance().mutable_get() = Settings{};
+    SettingsStore::instance().load();
+    EXPECT_EQ(SettingsStore::instance().get().projects_root, folder);
+}
+
+// Files written before quotes were escaped held backslashes as they are.
+TEST(SettingsLoad, APlainBackslashInAnOlderFileIsReadAsItStands) {
+    test_env::TempHome home;
+    const std::string folder = home.path("back\\slash");
+    ASSERT_EQ(mkdir(folder.c_str(), 0700), 0);
+    EXPECT_EQ(load_from(layout("auto", "light", folder, "")).projects_root, folder);
+}
+
 TEST(SettingsSave, ReplacesAnOlderLongerFileCompletely) {
     test_env::TempHome home;
     write_file(settings_path(), std::string(5000, 'z'));

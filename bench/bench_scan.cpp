@@ -9,194 +9,45 @@
 // folder next to du's.
 //
 //   bench_scan [--scale S] [--runs N] [--dir FOLDER] [--keep]
+//   bench_scan --scales S1,S2,... [--runs N] [--keep]
+//
+// The second form builds a home at each scale in turn, every file a hole, and
+// prints how time and memory grow from the first scale to the others, warm and
+// with the kernel's caches dropped (bench_scan_scales.cpp).
 //
 // Without --dir the home is built in a new temporary folder and removed at the
 // end (unless --keep). With --dir an existing fixture home there is reused.
 // Nothing outside that folder is written or removed.
 
-#include "app.h"
-#include "catalog.h"
+#include "bench_scan.h"
 #include "fixture_home.h"
 #include "scanner.h"
-#include "sharing.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <map>
-#include <sstream>
 #include <string>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <thread>
 #include <unistd.h>
 #include <vector>
 
-namespace {
-
-using Clock = std::chrono::steady_clock;
-
-double seconds_since(Clock::time_point t) {
-    return std::chrono::duration<double>(Clock::now() - t).count();
-}
-
-double median(std::vector<double> v) {
-    std::sort(v.begin(), v.end());
-    return v.empty() ? 0 : v[v.size() / 2];
-}
-
-void point_home_at(const std::string& root) {
-    const std::string home = root + "/home";
-    setenv("HOME", home.c_str(), 1);
-    setenv("XDG_CONFIG_HOME", (home + "/.config").c_str(), 1);
-    setenv("XDG_CACHE_HOME", (home + "/.cache").c_str(), 1);
-    setenv("XDG_DATA_HOME", (home + "/.local/share").c_str(), 1);
-    unsetenv("ANDROID_HOME");
-    unsetenv("ANDROID_SDK_ROOT");
-    unsetenv("SNAP_REAL_HOME");
-    // The machine's own toolchains (a PYENV_ROOT, say) are not the fixture's.
-    for (const char* name : catalog::tool_variables())
-        unsetenv(name);
-}
-
-struct Found {
-    std::string path;
-    int64_t bytes = 0;
-};
-
-// The body of the scanning process: one full scan of the home the
-// environment points at, every measured entry written to `out`, the scan's
-// time and what it recorded of files with several links on the first line.
-int scan_only(const std::string& out, bool weigh) {
-    const auto start = Clock::now();
-    App app;
-    app.m_weigh_projects = weigh;
-    app.start_scan();
-    while (app.m_scanning) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        app.on_poll();
-    }
-    const double took = seconds_since(start);
-    // The records of files with several links the scan keeps, and what the
-    // totals come to with each such file counted once.
-    long long records = 0, record_bytes = 0, sizes = 0;
-    for (const CatState& c : app.m_cats)
-        for (const Item& it : c.items) {
-            records += static_cast<long long>(it.shared.size());
-            record_bytes +=
-                static_cast<long long>(it.shared.capacity() * sizeof(sharing::SharedFile));
-            sizes += it.size > 0 ? it.size : 0;
-        }
-    std::ofstream f(out);
-    f << took << " " << records << " " << record_bytes << " " << sizes << " "
-      << app.total_reclaimable() << "\n";
-    for (const CatState& c : app.m_cats)
-        for (const Item& it : c.items)
-            f << it.size << "\t" << it.path << "\n";
-    f.close();
-    return f ? 0 : 1;
-}
-
-// Runs one full scan in a fresh process (this program again), so that its
-// peak memory is the scan's alone and not what building the fixture left
-// behind in this one.
-// What the scan kept of files with several links, read from its first line.
-struct Records {
-    long long count = 0;
-    long long bytes = 0;
-    long long sizes = 0;        // the entries' sizes added up
-    long long counted_once = 0; // the total the overview shows
-};
-
-bool scan_in_child(const std::string& out, double& secs, long& peak_kib, bool weigh = true,
-                   Records* records = nullptr) {
-    const pid_t pid = fork();
-    if (pid < 0)
-        return false;
-    if (pid == 0) {
-        execl("/proc/self/exe", "bench_scan", weigh ? "--scan-only" : "--scan-unweighed",
-              out.c_str(), nullptr);
-        _exit(127);
-    }
-    int status = 0;
-    struct rusage ru {};
-    if (wait4(pid, &status, 0, &ru) != pid || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
-        return false;
-    peak_kib = ru.ru_maxrss;
-    std::ifstream f(out);
-    f >> secs;
-    Records r;
-    f >> r.count >> r.bytes >> r.sizes >> r.counted_once;
-    if (records)
-        *records = r;
-    return true;
-}
-
-std::vector<Found> read_found(const std::string& file) {
-    std::vector<Found> v;
-    std::ifstream f(file);
-    std::string line;
-    std::getline(f, line); // the time and the records
-    while (std::getline(f, line)) {
-        const std::size_t tab = line.find('\t');
-        if (tab == std::string::npos)
-            continue;
-        v.push_back({line.substr(tab + 1), std::stoll(line.substr(0, tab))});
-    }
-    return v;
-}
-
-// Runs du with the arguments; returns its wall time and, with `out`, its output.
-double run_du(const std::vector<std::string>& args, std::string* out) {
-    int pipefd[2];
-    if (pipe(pipefd) != 0)
-        return -1;
-    const auto start = Clock::now();
-    const pid_t pid = fork();
-    if (pid == 0) {
-        dup2(pipefd[1], 1);
-        close(pipefd[0]);
-        close(pipefd[1]);
-        std::vector<char*> argv;
-        static std::string du = "du";
-        argv.push_back(du.data());
-        for (const std::string& a : args)
-            argv.push_back(const_cast<char*>(a.c_str()));
-        argv.push_back(nullptr);
-        execvp("du", argv.data());
-        _exit(127);
-    }
-    close(pipefd[1]);
-    std::string text;
-    char buf[65536];
-    ssize_t n;
-    while ((n = read(pipefd[0], buf, sizeof buf)) > 0)
-        text.append(buf, static_cast<std::size_t>(n));
-    close(pipefd[0]);
-    int status = 0;
-    waitpid(pid, &status, 0);
-    const double took = seconds_since(start);
-    if (out)
-        *out = text;
-    return took;
-}
-
-} // namespace
+using namespace bench;
 
 int main(int argc, char** argv) {
     double scale = 1.0;
     int runs = 3;
     std::string dir;
     bool keep = false;
+    std::vector<double> scales;
     if (argc == 3 && std::strcmp(argv[1], "--scan-only") == 0)
         return scan_only(argv[2], true);
     if (argc == 3 && std::strcmp(argv[1], "--scan-unweighed") == 0)
         return scan_only(argv[2], false);
+    if (argc == 3 && std::strcmp(argv[1], "--idle-only") == 0)
+        return idle_only(argv[2]);
     for (int i = 1; i < argc; ++i) {
         const std::string a = argv[i];
         if (a == "--scale" && i + 1 < argc)
@@ -207,11 +58,27 @@ int main(int argc, char** argv) {
             dir = argv[++i];
         else if (a == "--keep")
             keep = true;
-        else {
+        else if (a == "--scales" && i + 1 < argc) {
+            std::string list = argv[++i];
+            for (std::size_t at = 0; at <= list.size();) {
+                const std::size_t comma = std::min(list.find(',', at), list.size());
+                scales.push_back(std::atof(list.substr(at, comma - at).c_str()));
+                at = comma + 1;
+            }
+        } else {
             std::fprintf(stderr,
-                         "usage: bench_scan [--scale S] [--runs N] [--dir FOLDER] [--keep]\n");
+                         "usage: bench_scan [--scale S] [--runs N] [--dir FOLDER] [--keep]\n"
+                         "       bench_scan --scales S1,S2,... [--runs N] [--keep]\n");
             return 2;
         }
+    }
+    if (!scales.empty()) {
+        for (double s : scales)
+            if (!(s > 0)) {
+                std::fprintf(stderr, "bench_scan: every scale must be a positive number\n");
+                return 2;
+            }
+        return run_scales(scales, runs, keep);
     }
 
     bool made = false;

@@ -17,13 +17,19 @@ namespace {
 // once each. A failure is kept and stops further work.
 class Gen {
 public:
-    Gen(std::string home, double scale) : m_home(std::move(home)), m_scale(scale) {
-        m_data.assign(512 * 1024, 'q');
+    Gen(std::string home, double scale, fixture_home::Data data)
+        : m_home(std::move(home)), m_scale(scale), m_holes(data == fixture_home::Data::holes) {
+        if (!m_holes)
+            m_data.assign(512 * 1024, 'q');
     }
 
-    int n(double at_scale_one) const {
-        const double v = at_scale_one * m_scale;
-        return v < 1 ? 1 : static_cast<int>(v + 0.5);
+    // How many of a thing the whole home holds: grows with the scale.
+    int n(double at_scale_one) const { return count(at_scale_one * m_scale); }
+    // How many of a thing one project holds: shrinks below scale 1 like the
+    // rest, but stops at the size of a scale-1 project, so a bigger scale
+    // means more projects of the same size and not quadratically more files.
+    int per_project(double at_scale_one) const {
+        return count(at_scale_one * (m_scale < 1 ? m_scale : 1.0));
     }
     // A deterministic pseudo-random number below `below`.
     uint32_t rnd(uint32_t below) {
@@ -40,6 +46,8 @@ public:
     // A typical small file: a few hundred bytes to a few kilobytes, now and
     // then a bigger one.
     std::size_t small_size() { return rnd(20) == 0 ? 20000 + rnd(200000) : 100 + rnd(3000); }
+
+    static int count(double v) { return v < 1 ? 1 : static_cast<int>(v + 0.5); }
 
     void dir(const std::string& rel) {
         if (failed() || m_dirs.count(rel))
@@ -61,7 +69,11 @@ public:
         const int fd = open(p.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
         if (fd < 0)
             return fail("create " + p);
-        while (size > 0) {
+        if (m_holes && ftruncate(fd, static_cast<off_t>(size)) != 0) {
+            close(fd);
+            return fail("truncate " + p);
+        }
+        while (!m_holes && size > 0) {
             const std::size_t chunk = size < m_data.size() ? size : m_data.size();
             if (write(fd, m_data.data(), chunk) != static_cast<ssize_t>(chunk)) {
                 close(fd);
@@ -110,6 +122,7 @@ public:
 private:
     std::string m_home;
     double m_scale;
+    bool m_holes;
     uint64_t m_state = 0x5eed5eed5eedULL;
     std::string m_data;
     std::unordered_set<std::string> m_dirs;
@@ -291,11 +304,11 @@ void project(Gen& g, int p) {
         g.file(d + "build.gradle", 400);
     // A few big source trees: thousands of files in the index to search.
     if (p % 30 == 0)
-        for (int f = 0; f < g.n(6000); ++f)
+        for (int f = 0; f < g.per_project(6000); ++f)
             g.file(d + "src/big/pkg" + std::to_string(f / 100) + "/File" + std::to_string(f) +
                        ".java",
                    200 + g.rnd(2000));
-    const int packages = g.n(60) / (p % 3 == 0 ? 1 : 2) + 1;
+    const int packages = g.per_project(60) / (p % 3 == 0 ? 1 : 2) + 1;
     for (int k = 0; k < packages; ++k) {
         const std::string pkg = d + "node_modules/pkg-" + std::to_string(k) + "/";
         g.file(pkg + "package.json", 600);
@@ -309,7 +322,7 @@ void project(Gen& g, int p) {
             g.link("../pkg-" + std::to_string(k) + "/index.js",
                    d + "node_modules/.bin/tool-" + std::to_string(k));
     }
-    for (int f = 0; f < g.n(100); ++f)
+    for (int f = 0; f < g.per_project(100); ++f)
         g.file(d + "build/assets/chunk-" + std::to_string(f) + ".js", g.small_size());
     if (p % 2 == 0) {
         for (int f = 0; f < 10; ++f)
@@ -387,8 +400,8 @@ void projects(Gen& g) {
 
 namespace fixture_home {
 
-Result build(const std::string& home, double scale) {
-    Gen g(home, scale);
+Result build(const std::string& home, double scale, Data data) {
+    Gen g(home, scale, data);
     gradle(g);
     npm_cache(g);
     pip_and_python(g);

@@ -7,7 +7,13 @@
 // unreadable folder. Every project is a git repository (made with the git
 // command, which must be installed): a few with thousands of committed source
 // files, most ignoring their build output, some committing it. The same scale
-// always gives the same tree.
+// always gives the same tree. Above scale 1 the tree grows by having more
+// projects, repositories and cache entries, each as big as at scale 1, so the
+// entries grow in proportion to the scale.
+//
+// With Data::holes every file gets its size as a hole (no data blocks), so a
+// tree of ten million entries fits on an ordinary disk; the entries, names
+// and apparent sizes are those of Data::real, only the blocks differ.
 //
 // It only creates, inside the folder it is given; it never deletes anything.
 // unlock() gives back read access to the locked folder so that the caller's
@@ -25,9 +31,14 @@ struct Result {
     int64_t entries = 0; // files, folders and links created below home
 };
 
+enum class Data {
+    real,  // files hold their bytes
+    holes, // files hold no blocks, only their apparent size
+};
+
 // Fills `home` (an existing empty folder) at `scale`; 1.0 gives about one
-// million entries, 0.05 about fifty thousand.
-Result build(const std::string& home, double scale);
+// million entries, 0.05 about fifty thousand, 10 about ten million.
+Result build(const std::string& home, double scale, Data data = Data::real);
 
 // Makes every folder of the tree readable again (the fixture locks one), so
 // that an ordinary recursive removal of the caller's temporary folder works.

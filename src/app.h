@@ -593,6 +593,9 @@ public:
     // Off only in the scan benchmark, to measure what weighing costs: the
     // project folders then all stay Caution, as before they are weighed.
     bool m_weigh_projects = true;
+    // How long one entry's measurement may take before the scan gives up on
+    // it; the tests shorten it to meet a measurement given up.
+    double m_measure_seconds = 45.0;
     // What the scan's one walk of the projects folder found, per project
     // category id, taken by that category when its turn comes. Written and
     // read by the scan worker only.

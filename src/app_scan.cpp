@@ -23,11 +23,11 @@
 
 namespace {
 
-// How long one listing and one entry's measurement may take before the scan
-// gives up on it and goes on: long enough for a cold disk under a huge cache,
-// short enough that a hung network mount does not stall the scan for good.
+// How long one listing may take before the scan gives up on it and goes on:
+// long enough for a cold disk under a huge cache, short enough that a hung
+// network mount does not stall the scan for good. One entry's measurement has
+// its own limit, App::m_measure_seconds.
 constexpr double LIST_SECONDS = 120.0;
-constexpr double MEASURE_SECONDS = 45.0;
 
 // Measuring threads one category runs at most.
 constexpr int MEASURING_THREADS = 6;
@@ -354,10 +354,15 @@ void App::scan_category(CatState& cat) {
             scanner::Measure m;
             bool measured = true;
             try {
-                m = scanner::measure_guarded(it.path, MEASURE_SECONDS, &m_cancel);
+                m = scanner::measure_guarded(it.path, m_measure_seconds, &m_cancel);
             } catch (...) {
                 measured = false; // no thread to be had: this entry stays unmeasured
             }
+            // Given up at its deadline (a huge cache on a slow disk, a hung
+            // mount): what came back is no size at all, and showing it as
+            // 0 bytes would say there is nothing to free. It stays unmeasured.
+            if (measured && !m.complete && !m_cancel)
+                measured = false;
             if (measured) {
                 it.size = m.bytes;
                 it.size_known = true;

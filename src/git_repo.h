@@ -7,9 +7,10 @@
 // A repository that cannot be read (owned by another user, an index the
 // library rejects) is reported as such and never taken for "not tracked".
 //
-// Threads: a Cache may be shared by any number of threads; each repository is
-// opened and its index read once per Cache, and calls into one repository are
-// serialised. facts_now() keeps nothing between calls.
+// Threads: a Cache may be shared by any number of threads; each repository's
+// index is read once per Cache, and calls into one repository are serialised.
+// Between calls a Cache holds only the indexes' paths, no open repository.
+// facts_now() keeps nothing between calls.
 #pragma once
 
 #include <cstdint>
@@ -50,6 +51,9 @@ public:
     Facts facts(const std::string& folder);
     // Repositories opened so far (readable or not), for the tests.
     int repositories_opened() const;
+    // Repositories whose library object is open now, for the tests: none
+    // between calls, so that a scan's memory does not grow with them.
+    int repositories_held_open() const;
 
 private:
     struct Impl;

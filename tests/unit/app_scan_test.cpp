@@ -423,6 +423,34 @@ TEST(ScanSelection, CurrentCategoryFollowsTheSelection) {
     EXPECT_EQ(app.current_category(), nullptr);
 }
 
+// A measurement given up at its deadline (a huge cache on a slow disk) has
+// no size: the entry stays unmeasured instead of showing 0 bytes, which would
+// say there is nothing to free there.
+TEST(Scan, AnEntryGivenUpAtItsDeadlineStaysUnmeasuredAndIsNotZero) {
+    test_env::TempHome home;
+    const std::string h = home.path("home");
+    for (int f = 0; f < 2000; ++f)
+        write_file(h + "/.npm/_cacache/content-v2/d" + std::to_string(f % 40) + "/f" +
+                       std::to_string(f),
+                   5000);
+    {
+        App app;
+        app.start_scan();
+        ASSERT_TRUE(wait_for_scan(app));
+        const CatState* npm = cat(app, "npmCache");
+        ASSERT_TRUE(npm && !npm->items.empty());
+        EXPECT_TRUE(npm->items.front().size_known);
+        EXPECT_GT(npm->items.front().size, 2000 * 4096);
+    }
+    App app;
+    app.m_measure_seconds = 0; // every measurement is given up at once
+    app.start_scan();
+    ASSERT_TRUE(wait_for_scan(app));
+    const CatState* npm = cat(app, "npmCache");
+    ASSERT_TRUE(npm && !npm->items.empty());
+    EXPECT_FALSE(npm->items.front().size_known);
+}
+
 // ---------------------------------------------------------------------------
 // The synthetic developer home
 // ---------------------------------------------------------------------------

@@ -106,3 +106,34 @@ TEST(GitRepo, ManyThreadsShareOneCacheAndAgree) {
     EXPECT_EQ(wrong.load(), 0);
     EXPECT_EQ(repos.repositories_opened(), 4);
 }
+
+// A scan meets one repository per project: the cache keeps what it read of
+// each index, but no repository open between questions, so its memory does
+// not grow by the library's per-repository state. The ignore rules still
+// answer every time.
+TEST(GitRepo, TheCacheHoldsNoRepositoryOpenBetweenQuestions) {
+    test_env::TempHome t;
+    std::vector<std::string> repos_made;
+    for (int k = 0; k < 5; ++k) {
+        const std::string r = t.path("home/p" + std::to_string(k));
+        init_repo(r);
+        write(r + "/.gitignore", "node_modules/\n");
+        write(r + "/build/kept");
+        commit(r, ".gitignore build/kept");
+        write(r + "/node_modules/x");
+        repos_made.push_back(r);
+    }
+    git_repo::Cache repos;
+    for (int round = 0; round < 2; ++round)
+        for (const std::string& r : repos_made) {
+            const git_repo::Facts modules = repos.facts(r + "/node_modules");
+            EXPECT_EQ(modules.repo, Repo::Readable) << r;
+            EXPECT_TRUE(modules.ignored) << r;
+            EXPECT_EQ(modules.tracked, 0) << r;
+            const git_repo::Facts build = repos.facts(r + "/build");
+            EXPECT_FALSE(build.ignored) << r;
+            EXPECT_EQ(build.tracked, 1) << r;
+            EXPECT_EQ(repos.repositories_held_open(), 0);
+        }
+    EXPECT_EQ(repos.repositories_opened(), 5);
+}

@@ -506,24 +506,24 @@ std::vector<CategoryDef> build_rows(bool keep_missing,
     if (!sdk.empty()) {
         b.dirs("androidBuildTools", G::Android, tr_noop("SDK build tools"),
                tr_noop("Old build-tools versions (the newest is kept)"), Glyph::Wrench,
-               sdk + "/build-tools", S::Caution, true);
+               under(sdk, "build-tools"), S::Caution, true);
         b.dirs("androidPlatforms", G::Android, tr_noop("SDK platforms"),
-               tr_noop("Installed Android API levels"), Glyph::Layers, sdk + "/platforms",
+               tr_noop("Installed Android API levels"), Glyph::Layers, under(sdk, "platforms"),
                S::Caution, true);
         b.dirs("androidSystemImages", G::Android, tr_noop("System images"),
                tr_noop("Emulator system images — usually the biggest item here"), Glyph::Phone,
-               sdk + "/system-images", S::Caution, false);
+               under(sdk, "system-images"), S::Caution, false);
         b.dirs("androidSources", G::Android, tr_noop("SDK sources"),
-               tr_noop("Android source code per API level"), Glyph::Doc, sdk + "/sources", S::Safe,
+               tr_noop("Android source code per API level"), Glyph::Doc, under(sdk, "sources"), S::Safe,
                false);
         b.dirs("androidNdk", G::Android, "NDK",
-               tr_noop("Native development kits (the newest is kept)"), Glyph::Layers, sdk + "/ndk",
+               tr_noop("Native development kits (the newest is kept)"), Glyph::Layers, under(sdk, "ndk"),
                S::Caution, true);
         b.dirs("androidCmake", G::Android, tr_noop("SDK CMake"),
                tr_noop("CMake versions installed by the SDK manager"), Glyph::Wrench,
-               sdk + "/cmake", S::Caution, true);
+               under(sdk, "cmake"), S::Caution, true);
         b.whole("androidEmulatorCache", G::Android, tr_noop("Emulator caches"),
-                tr_noop("Downloaded emulator artefacts"), Glyph::Box, sdk + "/.temp", S::Safe);
+                tr_noop("Downloaded emulator artefacts"), Glyph::Box, under(sdk, ".temp"), S::Safe);
     }
 
     // Emulators hold their users' data, the only row that is Risky as a whole.

@@ -87,8 +87,8 @@ void javascript_rows(Builder& b, const Bases& base) {
     const std::string nvm_var = tool_dir("NVM_DIR", "");
     row(b, "nvmNode", G::JavaScript, tr_noop("nvm Node versions"),
         tr_noop("Node.js versions installed by nvm (the one in use is kept)"), Glyph::Layers,
-        nvm_var.empty() ? nvm_default : nvm_var + "/versions/node", L::ChildDirectories, S::Caution,
-        true);
+        nvm_var.empty() ? nvm_default : under(nvm_var, "versions/node"), L::ChildDirectories,
+        S::Caution, true);
     // fnm keeps using ~/.fnm when only that exists.
     const std::string fnm = first_existing({under(base.data, "fnm"), h(base.home, ".fnm")});
     row(b, "fnmNode", G::JavaScript, tr_noop("fnm Node versions"),
@@ -182,8 +182,8 @@ void other_language_rows(Builder& b, const Bases& base) {
                                 : is_directory(legacy_cabal) ? legacy_cabal
                                                              : std::string();
     if (!one_dir.empty()) {
-        cabal_packages = one_dir + "/packages";
-        cabal_store = one_dir + "/store";
+        cabal_packages = under(one_dir, "packages");
+        cabal_store = under(one_dir, "store");
     }
     row(b, "cabalPackages", G::OtherLangs, tr_noop("Cabal downloads"),
         tr_noop("Package archives and the Hackage index"), Glyph::Box, cabal_packages,

@@ -500,6 +500,21 @@ TEST(CatalogXdg, AFolderWithADotDotComponentLeavesItsRowsOut) {
     }
 }
 
+// A tool moved to the root itself still gives single slashes.
+TEST(CatalogXdg, ToolFoldersAtTheRootGiveOneSlash) {
+    test_env::TempHome home;
+    test_env::ScopedEnv n("NVM_DIR", "//");
+    test_env::ScopedEnv c("CABAL_DIR", "/");
+    test_env::ScopedEnv a("ANDROID_HOME", "/");
+    int seen = 0;
+    for (const CategoryDef& r : catalog_testing::every_row()) {
+        EXPECT_EQ(r.path.find("//"), std::string::npos) << r.id << " " << r.path;
+        if (r.id == "nvmNode" || r.id == "cabalPackages" || r.id == "androidPlatforms")
+            ++seen;
+    }
+    EXPECT_EQ(seen, 3);
+}
+
 TEST(CatalogXdg, ARelativeHomeOrSdkNamesNoRow) {
     test_env::TempHome home;
     make_dirs(home.path("home/Android/Sdk/platforms"));

@@ -227,8 +227,10 @@ struct WalkRecord {
 };
 
 WalkRecord& walk_record() {
-    static WalkRecord r;
-    return r;
+    // Never destroyed, like the walkers' budget: an abandoned walk may still
+    // note a folder while the process exits.
+    static WalkRecord* const r = new WalkRecord;
+    return *r;
 }
 
 void note_opened(const std::string& dir) {

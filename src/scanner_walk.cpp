@@ -125,8 +125,11 @@ private:
 };
 
 Budget& budget() {
-    static Budget b;
-    return b;
+    // Never destroyed: a measurement given up at its deadline goes on walking
+    // on a thread nobody waits for, and it may still give back its slot while
+    // the process exits and runs the destructors of its statics.
+    static Budget* const b = new Budget;
+    return *b;
 }
 
 // ---------------------------------------------------------------------------

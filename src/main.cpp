@@ -2,11 +2,13 @@
 
 #include "app.h"
 #include "crash_handler.h"
+#include "heap_limits.h"
 
 #include <clocale>
 
 int main(int argc, char** argv) {
     CrashHandler::install();
+    heap_limits::apply();
     setlocale(LC_ALL, "");
     setlocale(LC_NUMERIC, "C");
     App app;

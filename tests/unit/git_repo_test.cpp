@@ -47,6 +47,40 @@ TEST(GitRepo, TrackedEntriesBelowAFolderAreCountedAndNothingBeside) {
     EXPECT_EQ(repos.facts(r + "/out/sub").tracked, 1);
 }
 
+// Names that sort right around "out/" byte by byte: '!', '-' and '.' come
+// before '/', '0' right after it, and a non-ASCII byte after everything. Only
+// the entries below the folder count, however many there are.
+TEST(GitRepo, NamesSortingBesideTheFolderAreNotCountedInIt) {
+    test_env::TempHome t;
+    const std::string r = t.path("home/r");
+    init_repo(r);
+    std::string paths;
+    for (const char* p : {"out/a", "out/sub/b", "out!x", "out-y/c", "out.txt", "out0/z",
+                          "out\xc3\xa9/w", "ou/v", "outer/u"}) {
+        write(r + "/" + p);
+        paths += std::string(" '") + p + "'";
+    }
+    for (int k = 0; k < 1500; ++k)
+        write(r + "/big/d" + std::to_string(k % 7) + "/f" + std::to_string(k));
+    commit(r, paths + " big");
+    git_repo::Cache repos;
+    EXPECT_EQ(repos.facts(r + "/out").tracked, 2);
+    EXPECT_EQ(repos.facts(r + "/out/sub").tracked, 1);
+    EXPECT_EQ(repos.facts(r + "/out0").tracked, 1);
+    EXPECT_EQ(repos.facts(r + "/out\xc3\xa9").tracked, 1);
+    EXPECT_EQ(repos.facts(r + "/out-y").tracked, 1);
+    EXPECT_EQ(repos.facts(r + "/ou").tracked, 1);
+    EXPECT_EQ(repos.facts(r + "/big").tracked, 1500);
+    EXPECT_EQ(repos.facts(r + "/big/d3").tracked, 214);
+    EXPECT_EQ(repos.facts(r + "/big/d0").tracked, 215);
+    // A file is its own entry; a name that is in no entry counts nothing.
+    EXPECT_EQ(repos.facts(r + "/out.txt").tracked, 1);
+    EXPECT_FALSE(repos.facts(r + "/out.txt").submodule);
+    write(r + "/o/x");
+    EXPECT_EQ(repos.facts(r + "/o").tracked, 0);
+    EXPECT_EQ(repos.facts(r + "/o").repo, Repo::Readable);
+}
+
 TEST(GitRepo, AFolderReachedThroughALinkIsJudgedWhereItReallyIs) {
     test_env::TempHome t;
     const std::string r = t.path("home/real/r");

@@ -16,6 +16,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <string>
 #include <sys/stat.h>
@@ -59,6 +60,27 @@ bool free_space(const std::string& dir, double& bytes, double& inodes) {
     return true;
 }
 
+// A line of /proc/meminfo, in KiB; 0 when it cannot be read.
+long meminfo_kib(const char* key) {
+    std::FILE* f = std::fopen("/proc/meminfo", "r");
+    if (!f)
+        return 0;
+    char line[256];
+    long kib = 0;
+    const std::size_t n = std::strlen(key);
+    while (std::fgets(line, sizeof line, f))
+        if (std::strncmp(line, key, n) == 0) {
+            kib = std::atol(line + n);
+            break;
+        }
+    std::fclose(f);
+    return kib;
+}
+
+double available_gib() {
+    return meminfo_kib("MemAvailable:") / (1024.0 * 1024);
+}
+
 long long total_blocks(const std::vector<Found>& found) {
     long long b = 0;
     for (const Found& f : found)
@@ -80,7 +102,17 @@ Figures measure(double scale, int runs, bool keep, std::string& cold_why) {
     mkdir(home.c_str(), 0755);
     double free_before = 0, inodes_before = 0, free_after = 0, inodes_after = 0;
     free_space(dir, free_before, inodes_before);
-    std::printf("scale %g: building the home (files as holes) in %s ...\n", scale, home.c_str());
+    // The homes built before this one are kept (--keep) or were removed; either
+    // way their metadata leaves the kernel's caches first, so that the warm runs
+    // of a large scale are not read from the disk again for want of memory the
+    // smaller homes still held. Whether this scale's own metadata fitted is
+    // printed after its warm runs.
+    std::string why;
+    if (!drop_caches(why))
+        std::printf("scale %g: caches not dropped before building (%s)\n", scale, why.c_str());
+    std::printf("scale %g: building the home (files as holes) in %s, %.1f GiB of memory "
+                "available ...\n",
+                scale, home.c_str(), available_gib());
     std::fflush(stdout);
     auto t0 = Clock::now();
     const fixture_home::Result built = fixture_home::build(home, scale, fixture_home::Data::holes);
@@ -126,6 +158,11 @@ Figures measure(double scale, int runs, bool keep, std::string& cold_why) {
                     secs, du_t.back(), mib(peak), mib(idle));
         std::fflush(stdout);
     }
+    if (fig.ok)
+        std::printf("  after the warm runs: %.1f GiB of memory available; inodes and "
+                    "dentries %.1f GiB, page cache %.1f GiB\n",
+                    available_gib(), meminfo_kib("SReclaimable:") / (1024.0 * 1024),
+                    meminfo_kib("Cached:") / (1024.0 * 1024));
     fig.scan_s = median(scan_t);
     fig.du_s = median(du_t);
     if (fig.ok)

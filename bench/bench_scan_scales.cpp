@@ -21,6 +21,7 @@
 #include <string>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+#include <unordered_map>
 #include <vector>
 
 namespace bench {
@@ -176,8 +177,23 @@ Figures measure(double scale, int runs, bool keep, std::string& cold_why) {
         fig.cold = fig.ok && drop_caches(cold_why);
         if (fig.cold)
             fig.cold_du_s = run_du(du_args, nullptr);
-        if (fig.ok && total_blocks(read_found(out_cold)) != total_blocks(found))
+        const std::vector<Found> cold = read_found(out_cold);
+        if (fig.ok && total_blocks(cold) != total_blocks(found)) {
             fig.differ.push_back("the cold scan's total differs from the warm scan's");
+            // Which folders, so that an entry given up at its deadline (left
+            // unmeasured, 0 here) is told from a wrong total.
+            std::unordered_map<std::string, int64_t> cold_bytes;
+            for (const Found& c : cold)
+                cold_bytes[c.path] = c.bytes;
+            for (const Found& w : found) {
+                const auto c = cold_bytes.find(w.path);
+                if (c == cold_bytes.end())
+                    fig.differ.push_back("  not in the cold scan: " + w.path);
+                else if (c->second != w.bytes)
+                    fig.differ.push_back("  cold " + std::to_string(c->second) + ", warm " +
+                                         std::to_string(w.bytes) + ": " + w.path);
+            }
+        }
         std::printf("  cold: scan %.3f s, du -s %.3f s\n", fig.cold_scan_s, fig.cold_du_s);
         std::fflush(stdout);
     }

@@ -7,7 +7,7 @@
 # image only grows by the folders' blocks and the git repositories.
 #
 #   bench/scales_on_image.sh BENCH_SCAN [IMAGE_GIB] [INODES] -- ARGS...
-#   e.g. bench/scales_on_image.sh build/dev/bench/bench_scan 22 13000000 -- --scales 1,10 --runs 3
+#   e.g. bench/scales_on_image.sh build/default/bench/bench_scan 22 13000000 -- --scales 1,10 --runs 3
 #
 # Needs root (losetup, mount). The mount lives in a private mount namespace
 # (unshare -m), so nobody else on the machine sees it, and it is gone when the

@@ -1,7 +1,7 @@
 #include "heap_limits.h"
 
-// Any C library header defines __GLIBC__ when the library is glibc; the test
-// below needs one included first.
+// Any C library header defines __GLIBC__ when the library is glibc; the #if
+// below needs one included first, or it quietly compiles to nothing.
 #include <cstdlib>
 
 #if defined(__GLIBC__)

@@ -1,8 +1,8 @@
 // How the C library's allocator is set up for this program, before any
 // thread starts.
 //
-// The scan runs up to six walking threads, and glibc gives each thread that
-// meets a locked heap an arena of its own, up to eight per core. Each arena
+// The scan runs up to six walking threads, and glibc gives every new thread
+// that allocates an arena of its own, up to eight per core. Each arena
 // keeps the pages its thread's short-lived names and lists once used, so the
 // program's resident memory grew with the size of the home rather than with
 // what it holds: on a benchmark home of three million entries the scan's peak
@@ -13,8 +13,7 @@
 
 namespace heap_limits {
 
-// The most arenas the allocator will make: the main one and one shared by
-// every other thread.
+// The most arenas the allocator will make; threads beyond that share them.
 constexpr int MAX_ARENAS = 2;
 
 // Caps the allocator's arenas at MAX_ARENAS. Call first thing in main(): an

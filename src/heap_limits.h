@@ -6,7 +6,7 @@
 // keeps the pages its thread's short-lived names and lists once used, so the
 // program's resident memory grew with the size of the home rather than with
 // what it holds: on a benchmark home of three million entries the scan's peak
-// was 36 MiB with the default arenas and 28 MiB with two, at the same speed
+// was about 36 MiB with the default arenas and 27.5 MiB with two, at the same speed
 // (the walk waits on the file system, not on malloc, and every thread has its
 // own cache of small blocks in front of the arenas).
 #pragma once

@@ -164,6 +164,7 @@ Figures measure(double scale, int runs, bool keep, std::string& cold_why) {
                     "dentries %.1f GiB, page cache %.1f GiB\n",
                     available_gib(), meminfo_kib("SReclaimable:") / (1024.0 * 1024),
                     meminfo_kib("Cached:") / (1024.0 * 1024));
+    std::fflush(stdout);
     fig.scan_s = median(scan_t);
     fig.du_s = median(du_t);
     if (fig.ok)
